@@ -1,0 +1,13 @@
+# Warning and sanitizer flags shared by every target of the project.
+add_library(rastrum_compiler_options INTERFACE)
+target_compile_options(rastrum_compiler_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+  -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual)
+if(RASTRUM_WARNINGS_AS_ERRORS)
+  target_compile_options(rastrum_compiler_options INTERFACE -Werror)
+endif()
+
+if(RASTRUM_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()

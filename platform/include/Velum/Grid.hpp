@@ -1,0 +1,35 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "Lumen/InterfaceBase.hpp"
+#include "Lumen/StrongPtr.hpp"
+#include "Velum/Field.hpp"
+#include "Velum/Representation.hpp"
+
+namespace Velum {
+
+// A grid: its representations by chart name, and the fragmentation of its
+// vertices when it has one. The empty chart name is the Cartesian chart.
+class Grid : public Lumen::InterfaceBase {
+public:
+    Lumen::StrongPtr<Representation> getCartesianRepresentation(std::string const& chart = "") const;
+    Lumen::StrongPtr<Representation> makeCartesianRepresentation(unsigned dimension, std::string const& chart = "");
+
+    // "Positions" of the Cartesian representation.
+    Lumen::StrongPtr<Field> CartesianPositions() const;
+
+    // A field of a representation, by name.
+    Lumen::StrongPtr<Field> operator()(std::string const& field, std::string const& chart = "") const;
+
+    // The grid's fragment layout (a FragmentLayout<N>), or an empty handle.
+    Lumen::StrongPtr<Lumen::InterfaceBase> const& fragmentation() const { return fragmentation_; }
+    void setFragmentation(Lumen::StrongPtr<Lumen::InterfaceBase> const& layout) { fragmentation_ = layout; }
+
+private:
+    std::map<std::string, Lumen::StrongPtr<Representation>> representations_;
+    Lumen::StrongPtr<Lumen::InterfaceBase> fragmentation_;
+};
+
+} // namespace Velum

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Lumen/StrongPtr.hpp"
+#include "Lumen/TypeRegistry.hpp"
+#include "Velum/MemBase.hpp"
+#include "Velum/MultiIndex.hpp"
+
+namespace Velum {
+
+class CreativeArrayBase;
+
+// An N-dimensional array of T with contiguous storage, first index fastest.
+// It remembers the creator it was made for.
+template <std::size_t N, class T>
+class MemArray final : public MemBase {
+public:
+    explicit MemArray(MultiIndex<N> const& size, Lumen::WeakPtr<CreativeArrayBase> creator = {})
+        : size_(size), values_(size.product()), creator_(std::move(creator)) {}
+
+    MultiIndex<N> const& Size() const { return size_; }
+    std::uint64_t count() const { return values_.size(); }
+
+    T* data() { return values_.data(); }
+    T const* data() const { return values_.data(); }
+    std::span<T> values() { return values_; }
+    std::span<T const> values() const { return values_; }
+
+    T& operator[](MultiIndex<N> const& index) { return values_[index.linear(size_)]; }
+    T const& operator[](MultiIndex<N> const& index) const { return values_[index.linear(size_)]; }
+
+    Lumen::WeakPtr<CreativeArrayBase> const& creator() const { return creator_; }
+
+    std::vector<std::uint64_t> extents() const override {
+        std::vector<std::uint64_t> e(N);
+        for (std::size_t axis = 0; axis < N; ++axis) {
+            e[axis] = size_[axis];
+        }
+        return e;
+    }
+    std::size_t byteSize() const override { return values_.size() * sizeof(T); }
+
+private:
+    MultiIndex<N> size_;
+    std::vector<T> values_;
+    Lumen::WeakPtr<CreativeArrayBase> creator_;
+};
+
+} // namespace Velum
+
+template <std::size_t N, class T>
+struct Lumen::TypeName<Velum::MemArray<N, T>> {
+    static std::string name() {
+        return "MemArray<" + std::to_string(N) + "," + TypeName<T>::name() + ">";
+    }
+};

@@ -1,0 +1,62 @@
+#include "Velum/Field.hpp"
+
+#include <algorithm>
+
+namespace Velum {
+
+Field::CreatorPtr Field::getCreator(FragmentPtr const& fragment) const {
+    if (!fragment) {
+        return whole_;
+    }
+    auto const found = fragments_.find(fragment.getPointer());
+    return found == fragments_.end() ? nullptr : found->second.creator;
+}
+
+Lumen::StrongPtr<MemBase> Field::getData(FragmentPtr const& fragment) const {
+    auto const creator = getCreator(fragment);
+    return creator ? creator->getData() : nullptr;
+}
+
+Field::CreatorPtr Field::getFirstCreator() const {
+    auto const ids = getFragmentIDs();
+    return ids.empty() ? whole_ : getCreator(ids.front());
+}
+
+std::vector<Field::FragmentPtr> Field::getFragmentIDs() const {
+    std::vector<Entry const*> entries;
+    entries.reserve(fragments_.size());
+    for (auto const& [key, entry] : fragments_) {
+        entries.push_back(&entry);
+    }
+    std::ranges::sort(entries, {}, &Entry::order);
+    std::vector<FragmentPtr> ids;
+    ids.reserve(entries.size());
+    for (auto const* entry : entries) {
+        ids.push_back(entry->fragment);
+    }
+    return ids;
+}
+
+void Field::setPersistentData(Lumen::StrongPtr<MemBase> const& data, FragmentPtr const& fragment, Lumen::Cache& cache,
+                              std::string const& name) {
+    setCreator(fragment, data ? Lumen::makeStrong<CreativeArrayBase>(data, cache, name) : nullptr);
+}
+
+void Field::setCreator(FragmentPtr const& fragment, CreatorPtr const& creator) {
+    if (!fragment) {
+        whole_ = creator;
+        return;
+    }
+    if (!creator) {
+        fragments_.erase(fragment.getPointer());
+        return;
+    }
+    auto [entry, added] = fragments_.try_emplace(fragment.getPointer(), Entry{nextOrder_, fragment, creator});
+    if (added) {
+        ++nextOrder_;
+    } else {
+        entry->second.creator = creator;
+    }
+}
+
+} // namespace Velum

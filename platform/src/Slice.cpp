@@ -1,0 +1,41 @@
+#include "Velum/Bundle.hpp"
+#include "Velum/Slice.hpp"
+
+#include <cmath>
+
+namespace Velum {
+
+void Slice::accessSlice() {
+    if (loader_) {
+        auto const load = std::move(loader_);
+        loader_ = nullptr;
+        load(*this);
+    }
+}
+
+Lumen::StrongPtr<Grid> Slice::newGrid(std::string const& name) {
+    auto grid = Lumen::makeStrong<Grid>();
+    grids_[name] = grid;
+    return grid;
+}
+
+Lumen::StrongPtr<Slice> Bundle::operator[](double time) {
+    if (std::isnan(time)) {
+        return {};
+    }
+    auto& slice = slices_[time];
+    if (!slice) {
+        slice = Lumen::makeStrong<Slice>();
+    }
+    return slice;
+}
+
+bool Bundle::setSlice(double time, Lumen::StrongPtr<Slice> const& slice) {
+    if (std::isnan(time)) {
+        return false;
+    }
+    slices_[time] = slice;
+    return true;
+}
+
+} // namespace Velum

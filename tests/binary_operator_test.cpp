@@ -1,0 +1,250 @@
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "Lumen/Cache.hpp"
+#include "Rastrum.hpp"
+#include "Velum/Bundle.hpp"
+#include "Velum/MemArray.hpp"
+#include "support/capture.hpp"
+#include "support/grids.hpp"
+
+using testing_support::cellTypeGrid;
+using testing_support::ConsoleCapture;
+using testing_support::Index;
+using testing_support::ProgressRecorder;
+using testing_support::Report;
+
+namespace {
+
+float expectedMask(unsigned code) { return code == 0 || code == 4 ? 1.0f : 0.0f; }
+
+Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>> binaryOf(Velum::UniformGridBuilder const& builder) {
+    return (*builder.grid())("Binary");
+}
+
+std::vector<Report> sorted(std::vector<Report> reports) {
+    std::ranges::sort(reports, {}, &Report::current);
+    return reports;
+}
+
+std::vector<Report> onePerFragment(std::uint32_t count) {
+    std::vector<Report> reports;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        reports.push_back({"Binary: Fragment # ", i, count});
+    }
+    return reports;
+}
+
+struct Call {
+    Velum::BundlePtr bundle = Velum::BundlePtr::create();
+    Lumen::StrongPtr<ProgressRecorder> progress = Lumen::makeStrong<ProgressRecorder>();
+
+    void put(double time, std::string const& name, Velum::UniformGridBuilder const& builder) {
+        (*bundle)[time]->setGrid(name, builder.grid());
+    }
+    std::string run(double time, std::string const& gridName = "", std::string const& field = "CellType") {
+        return Rastrum::binaryOperator(bundle, field, progress, gridName, time);
+    }
+};
+
+} // namespace
+
+TEST(BinaryOperator, MarksDataCodesInEveryFragmentAndReportsEachOnce) {
+    // All 256 codes, one per point, over 4 x 4 fragments with shorter last ones.
+    auto const grid = cellTypeGrid(Index(16u, 16u, 1u), Index(5u, 5u, 1u),
+                                   [](Index const& p) { return static_cast<unsigned char>(p[0] + 16 * p[1]); });
+    Call call;
+    call.put(0.0, "terrain", grid);
+    ConsoleCapture console;
+
+    EXPECT_EQ(call.run(0.0), "");
+
+    auto const binary = binaryOf(grid);
+    ASSERT_TRUE(binary);
+    std::vector<float> expected;
+    for (unsigned code = 0; code < 256; ++code) {
+        expected.push_back(expectedMask(code));
+    }
+    EXPECT_EQ(testing_support::gather(grid, *binary, -1.0f), expected);
+    EXPECT_EQ(console.lines(), std::vector<std::string>{" Data at T=0"});
+    EXPECT_EQ(sorted(call.progress->reports()), onePerFragment(16));
+}
+
+TEST(BinaryOperator, ProcessesOnlyTheSliceAtExactlyTheRequestedTime) {
+    auto codeFour = [](Index const&) -> unsigned char { return 4; };
+    auto const early = cellTypeGrid(Index(4u, 4u, 1u), Index(2u, 2u, 1u), codeFour);
+    auto const late = cellTypeGrid(Index(4u, 4u, 1u), Index(2u, 2u, 1u), codeFour);
+    Call call;
+    call.put(0.5, "g", early);
+    call.put(1.0, "g", late);
+    ConsoleCapture console;
+
+    EXPECT_EQ(call.run(std::nextafter(1.0, 2.0)), "");
+    EXPECT_FALSE(binaryOf(late)) << "no tolerance is applied to the time";
+
+    EXPECT_EQ(call.run(1.0), "");
+    EXPECT_FALSE(binaryOf(early));
+    ASSERT_TRUE(binaryOf(late));
+    EXPECT_EQ(testing_support::gather(late, *binaryOf(late), 0.0f), std::vector<float>(16, 1.0f));
+    EXPECT_EQ(console.lines(), (std::vector<std::string>{" Data at T=0.5", " Data at T=1", " Data at T=0.5",
+                                                         " Data at T=1"}));
+}
+
+TEST(BinaryOperator, GridNameSelectsOneGridAndAnUnknownNameNone) {
+    auto zero = [](Index const&) -> unsigned char { return 0; };
+    auto const east = cellTypeGrid(Index(3u, 3u, 1u), Index(3u, 3u, 1u), zero);
+    auto const west = cellTypeGrid(Index(3u, 3u, 1u), Index(3u, 3u, 1u), zero);
+    Call call;
+    call.put(0.0, "east", east);
+    call.put(0.0, "west", west);
+    ConsoleCapture console;
+
+    EXPECT_EQ(call.run(0.0, "nowhere"), "");
+    EXPECT_FALSE(binaryOf(east));
+    EXPECT_FALSE(binaryOf(west));
+
+    EXPECT_EQ(call.run(0.0, "west"), "");
+    EXPECT_FALSE(binaryOf(east));
+    EXPECT_TRUE(binaryOf(west));
+}
+
+TEST(BinaryOperator, RefusesAnEmptyOrUnboundBundleBeforeAnythingElse) {
+    ConsoleCapture console;
+    Velum::BundlePtr empty;
+    EXPECT_EQ(Rastrum::binaryOperator(empty, "CellType", nullptr, "", 0.0), "Bundle need to be bound or is NullPtr");
+
+    Call call;
+    call.put(0.0, "g", cellTypeGrid(Index(2u, 2u, 1u), Index(2u, 2u, 1u), [](Index const&) { return '\0'; }));
+    call.bundle->unbind();
+    EXPECT_EQ(call.run(0.0), "Bundle need to be bound or is NullPtr");
+    EXPECT_TRUE(console.lines().empty());
+    EXPECT_TRUE(call.progress->reports().empty());
+}
+
+TEST(BinaryOperator, AFailureEndsTheSliceButLaterSlicesAreStillLogged) {
+    auto zero = [](Index const&) -> unsigned char { return 0; };
+    auto const before = cellTypeGrid(Index(2u, 2u, 1u), Index(2u, 2u, 1u), zero);
+    auto const after = cellTypeGrid(Index(2u, 2u, 1u), Index(2u, 2u, 1u), zero);
+    auto const noPositions = cellTypeGrid(Index(2u, 2u, 1u), Index(2u, 2u, 1u), zero);
+    noPositions.grid()->getCartesianRepresentation()->setField("Positions", nullptr);
+    Call call;
+    call.put(0.0, "a", before);
+    call.put(0.0, "b", noPositions);
+    call.put(0.0, "c", after);
+    call.put(1.0, "a", cellTypeGrid(Index(2u, 2u, 1u), Index(2u, 2u, 1u), zero));
+    ConsoleCapture console;
+
+    EXPECT_EQ(call.run(0.0), "Found no positions field:");
+    EXPECT_TRUE(binaryOf(before));
+    EXPECT_FALSE(binaryOf(after)) << "the grids after a failure are not visited";
+    EXPECT_EQ(console.lines(), (std::vector<std::string>{" Data at T=0", " Data at T=1"}));
+}
+
+TEST(BinaryOperator, NamesTheMissingPieceOfAGrid) {
+    auto zero = [](Index const&) -> unsigned char { return 0; };
+
+    Call missingField;
+    auto const plain = cellTypeGrid(Index(2u, 2u, 1u), Index(2u, 2u, 1u), zero);
+    missingField.put(0.0, "g", plain);
+    EXPECT_EQ(missingField.run(0.0, "", "Codes"), "Found no cell type field:Codes");
+
+    Call notFragmented;
+    auto const flat = cellTypeGrid(Index(2u, 2u, 1u), Index(2u, 2u, 1u), zero);
+    flat.grid()->getCartesianRepresentation()->setField("CellType", Lumen::makeStrong<Velum::Field>());
+    notFragmented.put(0.0, "g", flat);
+    EXPECT_EQ(notFragmented.run(0.0), "Found no cell type field:CellType");
+
+    Call noFragmentation;
+    auto const source = cellTypeGrid(Index(2u, 2u, 1u), Index(2u, 2u, 1u), zero);
+    auto const unfragmented = Lumen::makeStrong<Velum::Grid>();
+    auto const representation = unfragmented->makeCartesianRepresentation(3);
+    representation->setField("Positions", source.positions());
+    representation->setField("CellType", (*source.grid())("CellType"));
+    (*noFragmentation.bundle)[0.0]->setGrid("g", unfragmented);
+    EXPECT_EQ(noFragmentation.run(0.0), "can not create binary field:");
+    EXPECT_FALSE((*unfragmented)("Binary"));
+}
+
+TEST(BinaryOperator, EmptyLayoutGivesAnEmptyResultField) {
+    auto const grid = cellTypeGrid(Index(0u, 4u, 1u), Index(2u, 2u, 1u), [](Index const&) { return '\0'; });
+    Call call;
+    call.put(0.0, "g", grid);
+    ConsoleCapture console;
+
+    EXPECT_EQ(call.run(0.0), "");
+    ASSERT_TRUE(binaryOf(grid));
+    EXPECT_TRUE(binaryOf(grid)->getFragmentIDs().empty());
+    EXPECT_TRUE(call.progress->reports().empty());
+}
+
+TEST(BinaryOperator, SkipsFragmentsWithoutUsableCellTypesAndStoresEmptyOnes) {
+    // Four fragments of 2 x 2: intact, float codes, zero extent, no data.
+    auto const grid = cellTypeGrid(Index(8u, 2u, 1u), Index(2u, 2u, 1u), [](Index const&) { return '\4'; });
+    Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>> const codes = (*grid.grid())("CellType");
+    auto& cache = Lumen::Cache::MemCache();
+    auto const id = [&](unsigned f) { return codes->getFragmentID(Index(f, 0u, 0u)); };
+    codes->setPersistentData(Lumen::makeStrong<Velum::MemArray<3, float>>(Index(2u, 2u, 1u)), id(1), cache);
+    codes->setPersistentData(Lumen::makeStrong<Velum::MemArray<3, unsigned char>>(Index(0u, 2u, 1u)), id(2), cache);
+    codes->setPersistentData(nullptr, id(3), cache);
+    Call call;
+    call.put(0.0, "g", grid);
+    ConsoleCapture console;
+
+    EXPECT_EQ(call.run(0.0), "");
+    auto const binary = binaryOf(grid);
+    ASSERT_TRUE(binary);
+    EXPECT_EQ(binary->getFragmentIDs(), (std::vector{id(0), id(2)}));
+    Lumen::StrongPtr<Velum::MemArray<3, float>> const intact = binary->getData(id(0));
+    Lumen::StrongPtr<Velum::MemArray<3, float>> const empty = binary->getData(id(2));
+    ASSERT_TRUE(intact && empty);
+    EXPECT_EQ(std::vector<float>(intact->values().begin(), intact->values().end()), std::vector<float>(4, 1.0f));
+    EXPECT_EQ(empty->Size(), Index(0u, 2u, 1u));
+    EXPECT_EQ(sorted(call.progress->reports()), onePerFragment(4)) << "reports precede the data checks";
+}
+
+TEST(BinaryOperator, NonUniformGridGetsItsResultFieldButNoFragments) {
+    auto const grid = cellTypeGrid(Index(4u, 2u, 1u), Index(2u, 2u, 1u), [](Index const&) { return '\0'; });
+    grid.positions()->setPersistentData(nullptr, nullptr, Lumen::Cache::MemCache());
+    Call call;
+    call.put(0.0, "g", grid);
+    ConsoleCapture console;
+
+    EXPECT_EQ(call.run(0.0), "");
+    ASSERT_TRUE(binaryOf(grid));
+    EXPECT_TRUE(binaryOf(grid)->getFragmentIDs().empty());
+    EXPECT_TRUE(call.progress->reports().empty());
+}
+
+TEST(BinaryOperator, OneThreadAndFourThreadsGiveTheSameFields) {
+    auto codeAt = [](Index const& p) { return static_cast<unsigned char>((p[0] * p[0] + 3 * p[1]) % 7); };
+    auto const single = cellTypeGrid(Index(60u, 50u, 1u), Index(7u, 6u, 1u), codeAt);
+    auto const team = cellTypeGrid(Index(60u, 50u, 1u), Index(7u, 6u, 1u), codeAt);
+    Call one;
+    Call four;
+    one.put(0.0, "g", single);
+    four.put(0.0, "g", team);
+    ConsoleCapture console;
+
+    int const threads = omp_get_max_threads();
+    omp_set_num_threads(1);
+    EXPECT_EQ(one.run(0.0), "");
+    omp_set_num_threads(4);
+    EXPECT_EQ(four.run(0.0), "");
+    omp_set_num_threads(threads);
+
+    std::vector<float> expected;
+    for (unsigned j = 0; j < 50; ++j) {
+        for (unsigned i = 0; i < 60; ++i) {
+            expected.push_back(expectedMask(codeAt(Index(i, j, 0u))));
+        }
+    }
+    EXPECT_EQ(testing_support::gather(single, *binaryOf(single), -1.0f), expected);
+    EXPECT_EQ(testing_support::gather(team, *binaryOf(team), -1.0f), expected);
+    EXPECT_EQ(sorted(one.progress->reports()), onePerFragment(81));
+    EXPECT_EQ(sorted(four.progress->reports()), onePerFragment(81));
+}

@@ -1,0 +1,26 @@
+# Fails unless every symbol the library defines for the dynamic linker lies in
+# the Rastrum namespace, and at least one does.
+execute_process(COMMAND nm -DC --defined-only ${LIBRARY}
+  OUTPUT_VARIABLE symbols RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+string(REPLACE "\n" ";" lines "${symbols}")
+set(exported 0)
+foreach(line IN LISTS lines)
+  if(line STREQUAL "")
+    continue()
+  endif()
+  # Version nodes of the dynamic symbol table are not symbols of ours.
+  if(line MATCHES " A ")
+    continue()
+  endif()
+  if(NOT line MATCHES "^[0-9a-f]+ [A-Za-z] Rastrum::")
+    message(FATAL_ERROR "symbol outside the Rastrum namespace: ${line}")
+  endif()
+  math(EXPR exported "${exported} + 1")
+endforeach()
+if(exported EQUAL 0)
+  message(FATAL_ERROR "no Rastrum symbol exported")
+endif()
+message(STATUS "${exported} exported symbols, all in Rastrum")

@@ -1,0 +1,64 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "Lumen/InterfaceBase.hpp"
+#include "Lumen/LoaderProgress.hpp"
+#include "Lumen/StrongPtr.hpp"
+#include "Velum/Field.hpp"
+#include "Velum/MemArray.hpp"
+#include "Velum/RegularlyFragmentedField.hpp"
+
+using Lumen::StrongPtr;
+
+static_assert(std::is_same_v<StrongPtr<Lumen::LoaderProgress, Lumen::InterfaceBase>, StrongPtr<Lumen::LoaderProgress>>,
+              "both spellings of a progress handle name one type");
+
+TEST(Handles, TakingAnObjectAsAnotherTypeYieldsAnEmptyHandleOnMismatch) {
+    StrongPtr<Velum::Field> const fragmented =
+        Lumen::makeStrong<Velum::RegularlyFragmentedField<3>>(Velum::MultiIndex<3>(1u, 1u, 1u), "RegularFragment");
+    StrongPtr<Velum::Field> const plain = Lumen::makeStrong<Velum::Field>();
+
+    StrongPtr<Velum::RegularlyFragmentedField<3>> const asFragmented = fragmented;
+    StrongPtr<Velum::RegularlyFragmentedField<3>> const plainAsFragmented = plain;
+    EXPECT_EQ(asFragmented.getPointer(), fragmented.getPointer());
+    EXPECT_FALSE(plainAsFragmented);
+
+    StrongPtr<Velum::MemBase> const bytes = Lumen::makeStrong<Velum::MemArray<3, unsigned char>>(Velum::MultiIndex<3>());
+    StrongPtr<Velum::MemArray<3, float>> const asFloats = bytes;
+    StrongPtr<Velum::MemArray<3, unsigned char>> const asBytes = bytes;
+    EXPECT_FALSE(asFloats);
+    EXPECT_TRUE(asBytes);
+
+    StrongPtr<Velum::MemArray<3, float>> const fromEmpty = StrongPtr<Velum::MemBase>();
+    EXPECT_FALSE(fromEmpty);
+}
+
+TEST(Handles, WeakHandleExpiresWithTheLastCountedHandle) {
+    auto strong = Lumen::makeStrong<Velum::Field>();
+    Lumen::WeakPtr<Velum::Field> const weak = strong;
+    EXPECT_FALSE(weak.expired());
+    EXPECT_EQ(weak.lock().getPointer(), strong.getPointer());
+    strong.reset();
+    EXPECT_TRUE(weak.expired());
+    EXPECT_FALSE(weak.lock());
+}
+
+TEST(Handles, CopiesOnSeveralThreadsKeepTheCount) {
+    auto const shared = Lumen::makeStrong<Velum::Field>();
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&shared] {
+            for (int n = 0; n < 20000; ++n) {
+                StrongPtr<Velum::Field> copy = shared;
+                StrongPtr<Velum::Field> another = copy;
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(shared.useCount(), 1);
+}
