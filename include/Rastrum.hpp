@@ -1,11 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Lumen/InterfaceBase.hpp"
 #include "Lumen/LoaderProgress.hpp"
 #include "Lumen/StrongPtr.hpp"
+#include "Tensa/PhysicalSpace.hpp"
 #include "Velum/Bundle.hpp"
+#include "Velum/Grid.hpp"
+#include "Velum/MultiIndex.hpp"
+#include "Velum/Ownable.hpp"
+#include "Velum/Representation.hpp"
 
 #define RASTRUM_EXPORT __attribute__((visibility("default")))
 
@@ -13,6 +20,50 @@
 // per-point cell-type codes. Operations return an empty string on success and
 // the last failure message otherwise.
 namespace Rastrum {
+
+// Names of the six grid attributes that describe how a uniform grid is cut
+// into fragments.
+RASTRUM_EXPORT extern std::string const FRAGDIMS;          // fragments per axis
+RASTRUM_EXPORT extern std::string const CORNER;            // origin of the grid
+RASTRUM_EXPORT extern std::string const PER_FRAGMENT_DIMS; // points per fragment per axis
+RASTRUM_EXPORT extern std::string const SOURCE_FRAG_SIZE;  // physical size of a source fragment
+RASTRUM_EXPORT extern std::string const OVERLAP;           // points shared by neighbouring fragments
+RASTRUM_EXPORT extern std::string const CELL_SHIFT;        // shift of the cells against the source grid
+
+// The index of a vertex that does not exist.
+RASTRUM_EXPORT extern std::uint32_t const HOLE;
+
+// Reads all six layout attributes. On success writes every output and returns
+// true; otherwise prints "No <name>" for the first attribute that is missing
+// or of another type, touches no output and returns false.
+RASTRUM_EXPORT bool getAttributes(Velum::Grid const& grid, Velum::MultiIndex<3>& fragDims,
+                                  Tensa::PhysicalSpace::point& corner, Velum::MultiIndex<3>& perFragmentDims,
+                                  Tensa::PhysicalSpace::vector& sourceFragSize, Velum::MultiIndex<3>& overlap,
+                                  Tensa::PhysicalSpace::vector& cellShift);
+
+// Writes all six layout attributes, replacing earlier values. Index components
+// are stored in 32 bits.
+RASTRUM_EXPORT bool setAttribute(Velum::Grid& grid, Velum::MultiIndex<3>& fragDims, Tensa::PhysicalSpace::point& corner,
+                                 Velum::MultiIndex<3>& perFragmentDims, Tensa::PhysicalSpace::vector& sourceFragSize,
+                                 Velum::MultiIndex<3>& overlap, Tensa::PhysicalSpace::vector& cellShift);
+
+// Copies the six layout attributes; false, with `to` unchanged, when `from`
+// lacks one.
+RASTRUM_EXPORT bool copyAttributes(Velum::Grid& from, Velum::Grid& to);
+
+// Brings the value ranges of the representation's data fields up to date, on
+// every fragment of its "Alpha" field.
+RASTRUM_EXPORT void addRangeAttribute(Velum::Representation& representation);
+
+// Whether a field is named `name` exactly or, failing that, contains it.
+// Matching names are appended to `matches`, every name visited by the
+// deciding pass to `names`.
+RASTRUM_EXPORT bool testIfFieldNameExists(
+    Lumen::StrongPtr<Velum::Representation, Velum::Ownable<Velum::Field>::Container> const& representation,
+    std::string& name, std::vector<std::string>& matches, std::vector<std::string>& names);
+RASTRUM_EXPORT bool testIfFieldNameExists(
+    Lumen::StrongPtr<Velum::Representation, Velum::Ownable<Velum::Field>::Container> const& representation,
+    std::string& name, std::vector<std::string>& matches);
 
 // Writes the vertex field "Binary" on every grid (or the grid named gridName)
 // of the slice at `time`: 1.0 where the cell-type code marks data (0 or 4),

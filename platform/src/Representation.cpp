@@ -14,6 +14,10 @@ Lumen::StrongPtr<Field> Representation::findField(std::string const& name) const
     return found == fields_.end() ? nullptr : found->second;
 }
 
+std::optional<FieldID> Representation::findFieldID(std::string const& name) const {
+    return fields_.contains(name) ? std::optional(FieldID(name)) : std::nullopt;
+}
+
 void Representation::setField(std::string const& name, Lumen::StrongPtr<Field> const& field) {
     if (field) {
         fields_[name] = field;

@@ -7,6 +7,7 @@
 #include "Lumen/Cache.hpp"
 #include "Lumen/InterfaceBase.hpp"
 #include "Lumen/StrongPtr.hpp"
+#include "Tensa/BoundingBox.hpp"
 #include "Velum/MemBase.hpp"
 
 namespace Velum {
@@ -27,11 +28,16 @@ public:
     void touch() { ++changes_; }
     std::uint64_t changeCount() const { return changes_; }
 
+    // The range of the data's values, kept with the creator; empty until
+    // ExpandBBox widens it.
+    Lumen::StrongPtr<Tensa::BoundingBox, Lumen::InterfaceBase>& valueRange() { return range_; }
+
 private:
     Lumen::Cache& cache_;
     Lumen::Cache::Key key_;
     std::string name_;
     std::atomic<std::uint64_t> changes_{0};
+    Lumen::StrongPtr<Tensa::BoundingBox, Lumen::InterfaceBase> range_;
 };
 
 } // namespace Velum

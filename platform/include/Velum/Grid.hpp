@@ -3,6 +3,7 @@
 #include <map>
 #include <string>
 
+#include "Lumen/Attributes.hpp"
 #include "Lumen/InterfaceBase.hpp"
 #include "Lumen/StrongPtr.hpp"
 #include "Velum/Field.hpp"
@@ -10,8 +11,9 @@
 
 namespace Velum {
 
-// A grid: its representations by chart name, and the fragmentation of its
-// vertices when it has one. The empty chart name is the Cartesian chart.
+// A grid: its representations by chart name, its attributes, and the
+// fragmentation of its vertices when it has one. The empty chart name is the
+// Cartesian chart.
 class Grid : public Lumen::InterfaceBase {
 public:
     Lumen::StrongPtr<Representation> getCartesianRepresentation(std::string const& chart = "") const;
@@ -23,6 +25,9 @@ public:
     // A field of a representation, by name.
     Lumen::StrongPtr<Field> operator()(std::string const& field, std::string const& chart = "") const;
 
+    Lumen::Attributes& attributes() { return attributes_; }
+    Lumen::Attributes const& attributes() const { return attributes_; }
+
     // The grid's fragment layout (a FragmentLayout<N>), or an empty handle.
     Lumen::StrongPtr<Lumen::InterfaceBase> const& fragmentation() const { return fragmentation_; }
     void setFragmentation(Lumen::StrongPtr<Lumen::InterfaceBase> const& layout) { fragmentation_ = layout; }
@@ -30,6 +35,7 @@ public:
 private:
     std::map<std::string, Lumen::StrongPtr<Representation>> representations_;
     Lumen::StrongPtr<Lumen::InterfaceBase> fragmentation_;
+    Lumen::Attributes attributes_;
 };
 
 } // namespace Velum

@@ -3,12 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Lumen/StrongPtr.hpp"
 #include "Lumen/TypeRegistry.hpp"
+#include "Tensa/PhysicalSpace.hpp"
 #include "Velum/MemBase.hpp"
 #include "Velum/MultiIndex.hpp"
 
@@ -45,6 +47,20 @@ public:
         return e;
     }
     std::size_t byteSize() const override { return values_.size() * sizeof(T); }
+
+    void widenRange(Tensa::BoundingBox& range) const override {
+        if constexpr (std::is_arithmetic_v<T>) {
+            for (T const& v : values_) {
+                range.include(0, static_cast<double>(v));
+            }
+        } else if constexpr (std::is_same_v<T, Tensa::PhysicalSpace::point>) {
+            for (T const& p : values_) {
+                for (std::size_t axis = 0; axis < 3; ++axis) {
+                    range.include(axis, p[axis]);
+                }
+            }
+        }
+    }
 
 private:
     MultiIndex<N> size_;

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "Lumen/InterfaceBase.hpp"
 #include "Lumen/StrongPtr.hpp"
 #include "Velum/Field.hpp"
+#include "Velum/FieldID.hpp"
+#include "Velum/Ownable.hpp"
 
 namespace Velum {
 
@@ -27,7 +30,7 @@ private:
 };
 
 // The fields of a grid in one chart, by name. Iteration runs in name order.
-class Representation : public Lumen::InterfaceBase {
+class Representation : public Ownable<Field>::Container {
 public:
     explicit Representation(unsigned dimension) : dimension_(dimension) {}
 
@@ -35,6 +38,21 @@ public:
 
     Lumen::StrongPtr<Field> findField(std::string const& name) const;
     Lumen::StrongPtr<Field> Positions() const { return findField("Positions"); }
+
+    std::optional<FieldID> findFieldID(std::string const& name) const;
+    Lumen::StrongPtr<Field> findField(FieldID const& id) const { return findField(id.Name()); }
+
+    // Calls visit(FieldID const&, Field const&) for each field in name order
+    // until it returns false; returns whether every field was visited.
+    template <class Visit>
+    bool iterate(Visit&& visit) const {
+        for (auto const& [name, field] : fields_) {
+            if (!visit(FieldID(name), *field)) {
+                return false;
+            }
+        }
+        return true;
+    }
 
     // Replaces any field of that name; an empty handle removes it.
     void setField(std::string const& name, Lumen::StrongPtr<Field> const& field);
