@@ -33,6 +33,14 @@ RASTRUM_EXPORT extern std::string const CELL_SHIFT;        // shift of the cells
 // The index of a vertex that does not exist.
 RASTRUM_EXPORT extern std::uint32_t const HOLE;
 
+// Writes the gradient magnitude of the height field into "<height>_Sobel" on
+// every grid (or the grid named gridName) of the slice at `time`; a NaN time
+// matches every slice. Neighbours with a hole cell type cut the stencil short.
+// Each fragment also logs the magnitude a slope of slopeDegrees would give.
+RASTRUM_EXPORT std::string sobelOperator(Velum::BundlePtr& bundle, std::string& heightFieldName,
+                                         Lumen::StrongPtr<Lumen::LoaderProgress> const& progress, std::string gridName,
+                                         double time, double slopeDegrees, std::string cellTypeFieldName);
+
 // Reads all six layout attributes. On success writes every output and returns
 // true; otherwise prints "No <name>" for the first attribute that is missing
 // or of another type, touches no output and returns false.

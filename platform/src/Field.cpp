@@ -5,6 +5,7 @@
 namespace Velum {
 
 Field::CreatorPtr Field::getCreator(FragmentPtr const& fragment) const {
+    std::lock_guard const lock(mutex_);
     if (!fragment) {
         return whole_;
     }
@@ -19,10 +20,11 @@ Lumen::StrongPtr<MemBase> Field::getData(FragmentPtr const& fragment) const {
 
 Field::CreatorPtr Field::getFirstCreator() const {
     auto const ids = getFragmentIDs();
-    return ids.empty() ? whole_ : getCreator(ids.front());
+    return getCreator(ids.empty() ? nullptr : ids.front());
 }
 
 std::vector<Field::FragmentPtr> Field::getFragmentIDs() const {
+    std::lock_guard const lock(mutex_);
     std::vector<Entry const*> entries;
     entries.reserve(fragments_.size());
     for (auto const& [key, entry] : fragments_) {
@@ -43,6 +45,7 @@ void Field::setPersistentData(Lumen::StrongPtr<MemBase> const& data, FragmentPtr
 }
 
 void Field::setCreator(FragmentPtr const& fragment, CreatorPtr const& creator) {
+    std::lock_guard const lock(mutex_);
     if (!fragment) {
         whole_ = creator;
         return;

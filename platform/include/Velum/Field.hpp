@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,8 @@ namespace Velum {
 
 // A field maps fragment identities to the creators of their data. The empty
 // fragment identity stands for the whole field (for instance the positions of
-// a whole uniform grid).
+// a whole uniform grid). The map has its own lock, so fragments may be stored
+// and looked up from several threads.
 class Field : public Lumen::InterfaceBase {
 public:
     using FragmentPtr = Lumen::StrongPtr<FragmentID>;
@@ -53,6 +55,7 @@ private:
         CreatorPtr creator;
     };
 
+    mutable std::mutex mutex_;
     std::map<FragmentID const*, Entry> fragments_;
     CreatorPtr whole_;
     std::uint64_t nextOrder_ = 0;
