@@ -170,15 +170,21 @@ TEST(BinaryOperator, NamesTheMissingPieceOfAGrid) {
     EXPECT_FALSE((*unfragmented)("Binary"));
 }
 
-TEST(BinaryOperator, EmptyLayoutGivesAnEmptyResultField) {
-    auto const grid = cellTypeGrid(Index(0u, 4u, 1u), Index(2u, 2u, 1u), [](Index const&) { return '\0'; });
+TEST(BinaryOperator, EmptyLayoutOrNonUniformGridGetsAResultFieldWithoutFragments) {
+    auto zero = [](Index const&) { return '\0'; };
+    auto const empty = cellTypeGrid(Index(0u, 4u, 1u), Index(2u, 2u, 1u), zero);
+    auto const nonUniform = cellTypeGrid(Index(4u, 2u, 1u), Index(2u, 2u, 1u), zero);
+    nonUniform.positions()->setPersistentData(nullptr, nullptr, Lumen::Cache::MemCache());
     Call call;
-    call.put(0.0, "g", grid);
+    call.put(0.0, "empty", empty);
+    call.put(0.0, "nonUniform", nonUniform);
     ConsoleCapture console;
 
     EXPECT_EQ(call.run(0.0), "");
-    ASSERT_TRUE(binaryOf(grid));
-    EXPECT_TRUE(binaryOf(grid)->getFragmentIDs().empty());
+    for (auto const* grid : {&empty, &nonUniform}) {
+        ASSERT_TRUE(binaryOf(*grid));
+        EXPECT_TRUE(binaryOf(*grid)->getFragmentIDs().empty());
+    }
     EXPECT_TRUE(call.progress->reports().empty());
 }
 
@@ -205,19 +211,6 @@ TEST(BinaryOperator, SkipsFragmentsWithoutUsableCellTypesAndStoresEmptyOnes) {
     EXPECT_EQ(std::vector<float>(intact->values().begin(), intact->values().end()), std::vector<float>(4, 1.0f));
     EXPECT_EQ(empty->Size(), Index(0u, 2u, 1u));
     EXPECT_EQ(sorted(call.progress->reports()), onePerFragment(4)) << "reports precede the data checks";
-}
-
-TEST(BinaryOperator, NonUniformGridGetsItsResultFieldButNoFragments) {
-    auto const grid = cellTypeGrid(Index(4u, 2u, 1u), Index(2u, 2u, 1u), [](Index const&) { return '\0'; });
-    grid.positions()->setPersistentData(nullptr, nullptr, Lumen::Cache::MemCache());
-    Call call;
-    call.put(0.0, "g", grid);
-    ConsoleCapture console;
-
-    EXPECT_EQ(call.run(0.0), "");
-    ASSERT_TRUE(binaryOf(grid));
-    EXPECT_TRUE(binaryOf(grid)->getFragmentIDs().empty());
-    EXPECT_TRUE(call.progress->reports().empty());
 }
 
 TEST(BinaryOperator, OneThreadAndFourThreadsGiveTheSameFields) {

@@ -34,6 +34,11 @@ TEST(Field, SetPersistentDataStoresAndAnEmptyArrayClearsTheFragment) {
     EXPECT_FALSE(field.getData(first));
     EXPECT_EQ(field.getFragmentIDs(), std::vector{second});
     EXPECT_EQ(cache.itemCount(), 1u) << "the cleared fragment's data leaves the cache";
+
+    auto const whole = bytesOfSize(3);
+    field.setPersistentData(whole, nullptr, cache);
+    EXPECT_EQ(field.getData().getPointer(), whole.getPointer()) << "the empty identity is the whole field";
+    EXPECT_EQ(field.getFragmentIDs(), std::vector{second});
 }
 
 TEST(Field, FragmentOrderIsStorageOrderOrLayoutOrder) {
@@ -53,17 +58,6 @@ TEST(Field, FragmentOrderIsStorageOrderOrLayoutOrder) {
     EXPECT_EQ(plain.getFragmentIDs(), (std::vector{c, a, b})) << "replacing data keeps the first position";
     EXPECT_EQ(fragmented.getFragmentIDs(), (std::vector{a, b, c}));
     EXPECT_EQ(plain.getFirstCreator().getPointer(), plain.getCreator(c).getPointer());
-}
-
-TEST(Field, WholeFieldDataLivesAtTheEmptyFragmentIdentity) {
-    Lumen::Cache cache;
-    Velum::Field field;
-    EXPECT_FALSE(field.getFirstCreator());
-    auto const whole = bytesOfSize(3);
-    field.setPersistentData(whole, nullptr, cache);
-    EXPECT_EQ(field.getData().getPointer(), whole.getPointer());
-    EXPECT_TRUE(field.getFragmentIDs().empty());
-    EXPECT_EQ(field.getFirstCreator().getPointer(), field.getCreator(nullptr).getPointer());
 }
 
 TEST(Field, CopyTakesTheLayoutAndSlotsShareCreators) {

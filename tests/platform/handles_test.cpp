@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <type_traits>
-#include <vector>
 
 #include "Lumen/InterfaceBase.hpp"
 #include "Lumen/LoaderProgress.hpp"
@@ -44,21 +42,4 @@ TEST(Handles, WeakHandleExpiresWithTheLastCountedHandle) {
     strong.reset();
     EXPECT_TRUE(weak.expired());
     EXPECT_FALSE(weak.lock());
-}
-
-TEST(Handles, CopiesOnSeveralThreadsKeepTheCount) {
-    auto const shared = Lumen::makeStrong<Velum::Field>();
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&shared] {
-            for (int n = 0; n < 20000; ++n) {
-                StrongPtr<Velum::Field> copy = shared;
-                StrongPtr<Velum::Field> another = copy;
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(shared.useCount(), 1);
 }
