@@ -41,6 +41,32 @@ RASTRUM_EXPORT std::string sobelOperator(Velum::BundlePtr& bundle, std::string& 
                                          Lumen::StrongPtr<Lumen::LoaderProgress> const& progress, std::string gridName,
                                          double time, double slopeDegrees, std::string cellTypeFieldName);
 
+// The operation of rasterOperator. Values outside the enumeration end the
+// process (see rasterOperator).
+struct Operandi {
+    enum Operation : std::int32_t {
+        Subtract = 0, // a - b
+        Add = 1,      // a + b
+        Divide = 2,   // a / b
+        Multiply = 3, // a * b
+    };
+    Operation operation = Subtract;
+};
+
+// Combines `firstField` of `first` with `secondField` of `second` cell by cell
+// into `result`, which gets one Cartesian representation with "Positions"
+// (shared with `first`), "CellType" (1 where either input is a hole, else 0)
+// and "Height" (0 at holes). Both inputs must share their fragment layout and
+// element type; float and double stay, integer types give int. Fragments with
+// no data cell or an all-zero result are dropped. An integer division by zero
+// makes its cell a hole. hasData tells whether any fragment got data.
+// An operation outside Operandi prints "wrong input" and ends the process with
+// status 1 once a fragment reaches the arithmetic.
+RASTRUM_EXPORT std::string rasterOperator(Velum::Grid const& first, Velum::Grid const& second, Velum::Grid& result,
+                                          std::string const& firstField, std::string const& secondField,
+                                          Operandi const& operation, bool& hasData,
+                                          Lumen::StrongPtr<Lumen::LoaderProgress> const& progress);
+
 // Reads all six layout attributes. On success writes every output and returns
 // true; otherwise prints "No <name>" for the first attribute that is missing
 // or of another type, touches no output and returns false.

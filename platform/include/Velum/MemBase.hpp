@@ -21,4 +21,7 @@ public:
     virtual void widenRange(Tensa::BoundingBox&) const {}
 };
 
+// The extents of a fragment's data, one per dimension.
+inline std::vector<std::uint64_t> getSize(MemBase const& data) { return data.extents(); }
+
 } // namespace Velum

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <type_traits>
+
+#include "Rastrum.hpp"
+#include "frame/cell_types.hpp"
+
+namespace Rastrum {
+
+// Element type of the combination of two rasters of element type In.
+template <class In>
+using RasterResult = std::conditional_t<std::is_floating_point_v<In>, In, int>;
+
+// out[i] = 0 where the merged mask marks a hole, else a[i] op b[i] computed in
+// In's arithmetic (a signed int for the narrow integer types, unsigned for 32-
+// and 64-bit unsigned) and converted to the result type. Signed results wrap.
+// An integer division by zero gives 0 and makes the cell a hole (mask[i] = 1).
+// An operation outside Operandi prints "wrong input" and ends the process.
+template <class In>
+void combineRasters(Operandi::Operation operation, In const* a, In const* b, unsigned char* mask,
+                    RasterResult<In>* out, std::size_t count, CellTypeTable const& hole);
+
+// Merged mask of two cell-type arrays: 1 where either code is not a data code.
+void mergeCellTypes(unsigned char const* first, unsigned char const* second, unsigned char* mask, std::size_t count,
+                    CellTypeTable const& data);
+
+} // namespace Rastrum
