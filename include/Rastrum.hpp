@@ -67,6 +67,16 @@ RASTRUM_EXPORT std::string rasterOperator(Velum::Grid const& first, Velum::Grid 
                                           Operandi const& operation, bool& hasData,
                                           Lumen::StrongPtr<Lumen::LoaderProgress> const& progress);
 
+// Turns the height rasters of the slice at `time` (of every grid, or the grid
+// named gridName) into one triangle surface grid `surfaceName` in the slice
+// at `time` of `target`: a vertex per data cell, two triangles per square of
+// four data vertices, no triangles across fragment borders. With positive
+// spacing in x and y the triangles' normals point to negative z.
+RASTRUM_EXPORT std::string raster3DtoTri(Velum::BundlePtr& source, Velum::BundlePtr& target, std::string& fieldName,
+                                         std::string& surfaceName,
+                                         Lumen::StrongPtr<Lumen::LoaderProgress> const& progress,
+                                         std::string const& gridName, double const& time);
+
 // Reads all six layout attributes. On success writes every output and returns
 // true; otherwise prints "No <name>" for the first attribute that is missing
 // or of another type, touches no output and returns false.

@@ -29,16 +29,23 @@ inline bool timeMatches(double sliceTime, double requested, TimeMatch rule) {
     return sliceTime == requested;
 }
 
-// Logs " Data at T=" for every slice that holds a slice, and hands the
-// matching ones to onSlice.
+enum class SliceLog {
+    Times,  // " Data at T=" and the time, for every slice
+    Silent,
+};
+
+// Hands the slices that match the time to onSlice, in ascending time; entries
+// without a slice are passed over.
 template <class OnSlice>
-void forEachSliceAt(Velum::Bundle& bundle, double time, TimeMatch rule, OnSlice&& onSlice) {
+void forEachSliceAt(Velum::Bundle& bundle, double time, TimeMatch rule, SliceLog log, OnSlice&& onSlice) {
     for (auto const& [sliceTime, slice] : bundle.slices()) {
         if (!slice) {
             continue;
         }
         slice->accessSlice();
-        Lumen::Console() << " Data at T=" << sliceTime;
+        if (log == SliceLog::Times) {
+            Lumen::Console() << " Data at T=" << sliceTime;
+        }
         if (timeMatches(sliceTime, time, rule)) {
             onSlice(*slice);
         }

@@ -80,7 +80,7 @@ std::string runVertexFieldOperation(Velum::BundlePtr const& bundle, WalkRequest 
         return BUNDLE_REFUSED;
     }
     std::string message;
-    forEachSliceAt(*bundle, request.time, TimeMatch::Exact, [&](Velum::Slice const& slice) {
+    forEachSliceAt(*bundle, request.time, TimeMatch::Exact, SliceLog::Times, [&](Velum::Slice const& slice) {
         forEachGrid(slice, request.gridName, [&](std::string const&, Lumen::StrongPtr<Velum::Grid> const& grid) {
             Velum::FragmentedUniformGrid3D view;
             view.assign(grid);

@@ -84,8 +84,11 @@ std::string sobelOperator(Velum::BundlePtr& bundle, std::string& heightFieldName
         return frame::BUNDLE_REFUSED;
     }
     std::string message;
-    frame::forEachSliceAt(*bundle, time, frame::TimeMatch::NanMatchesAll, [&](Velum::Slice const& slice) {
+    frame::forEachSliceAt(*bundle, time, frame::TimeMatch::NanMatchesAll, frame::SliceLog::Times, [&](Velum::Slice const& slice) {
         frame::forEachGrid(slice, gridName, [&](std::string const& name, Lumen::StrongPtr<Velum::Grid> const& grid) {
+            if (!grid->baseSpace()) {
+                return true;
+            }
             Velum::FragmentedUniformGrid3D view;
             if (!view.assign(grid)) {
                 message = "This is not a uniform grid: " + name + " ...Skipping";

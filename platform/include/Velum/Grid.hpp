@@ -11,9 +11,8 @@
 
 namespace Velum {
 
-// A grid: its representations by chart name, its attributes, and the
-// fragmentation of its vertices when it has one. The empty chart name is the
-// Cartesian chart.
+// A grid: its representations by chart name, its attributes and its base
+// space. The empty chart name is the Cartesian chart.
 class Grid : public Lumen::InterfaceBase {
 public:
     Lumen::StrongPtr<Representation> getCartesianRepresentation(std::string const& chart = "") const;
@@ -28,13 +27,15 @@ public:
     Lumen::Attributes& attributes() { return attributes_; }
     Lumen::Attributes const& attributes() const { return attributes_; }
 
-    // The grid's fragment layout (a FragmentLayout<N>), or an empty handle.
-    Lumen::StrongPtr<Lumen::InterfaceBase> const& fragmentation() const { return fragmentation_; }
-    void setFragmentation(Lumen::StrongPtr<Lumen::InterfaceBase> const& layout) { fragmentation_ = layout; }
+    // The grid's base space, the skeleton its vertices hang on: a
+    // FragmentLayout<N> for a fragmented grid, TriangleCells for a triangle
+    // surface; empty for a grid that has none yet.
+    Lumen::StrongPtr<Lumen::InterfaceBase> const& baseSpace() const { return baseSpace_; }
+    void setBaseSpace(Lumen::StrongPtr<Lumen::InterfaceBase> const& skeleton) { baseSpace_ = skeleton; }
 
 private:
     std::map<std::string, Lumen::StrongPtr<Representation>> representations_;
-    Lumen::StrongPtr<Lumen::InterfaceBase> fragmentation_;
+    Lumen::StrongPtr<Lumen::InterfaceBase> baseSpace_;
     Lumen::Attributes attributes_;
 };
 

@@ -26,6 +26,11 @@ public:
     explicit MemArray(MultiIndex<N> const& size, Lumen::WeakPtr<CreativeArrayBase> creator = {})
         : size_(size), values_(size.product()), creator_(std::move(creator)) {}
 
+    // Takes over values already in memory order; they must fill the extents.
+    MemArray(MultiIndex<N> const& size, std::vector<T>&& values) : size_(size), values_(std::move(values)) {
+        values_.resize(size.product());
+    }
+
     MultiIndex<N> const& Size() const { return size_; }
     std::uint64_t count() const { return values_.size(); }
 

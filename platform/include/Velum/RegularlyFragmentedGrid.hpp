@@ -21,13 +21,13 @@ public:
         if (!positions) {
             return false;
         }
-        grid.setFragmentation(positions->layout());
+        grid.setBaseSpace(positions->layout());
         return true;
     }
 
     // Takes the grid's fragmentation; false when the grid has none.
     bool assign(Lumen::StrongPtr<Grid> const& grid) {
-        layout_ = grid ? Lumen::StrongPtr<FragmentLayout<N>>(grid->fragmentation()) : nullptr;
+        layout_ = grid ? Lumen::StrongPtr<FragmentLayout<N>>(grid->baseSpace()) : nullptr;
         identities_ = layout_ ? layout_->fragmentIDs() : nullptr;
         return layout_.valid();
     }

@@ -29,6 +29,17 @@ public:
         return p;
     }
 
+    // The range of positions spans the first and the last point on each axis.
+    void widenRange(Tensa::BoundingBox& range) const override {
+        if (size_.product() == 0) {
+            return;
+        }
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            range.include(axis, origin_[axis]);
+            range.include(axis, origin_[axis] + static_cast<double>(size_[axis] - 1) * spacing_[axis]);
+        }
+    }
+
     std::vector<std::uint64_t> extents() const override { return {size_[0], size_[1], size_[2]}; }
     std::size_t byteSize() const override { return sizeof(*this); }
 

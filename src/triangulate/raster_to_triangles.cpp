@@ -1,0 +1,120 @@
+#include <string>
+#include <vector>
+
+#include "Rastrum.hpp"
+#include "Velum/FragmentBBox.hpp"
+#include "Velum/FragmentedUniformGrid3D.hpp"
+#include "Velum/MemArray.hpp"
+#include "Velum/TriangularSurface.hpp"
+#include "Velum/UniformCartesianArray.hpp"
+#include "frame/bundle_walk.hpp"
+#include "frame/cell_types.hpp"
+#include "triangulate/triangulate_fragment.hpp"
+
+namespace Rastrum {
+namespace {
+
+CellTypeTables const cellTypes;
+
+using FieldPtr = Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>>;
+
+// What the grid visits of one call share.
+struct Run {
+    std::string message;
+    std::string const& heightField;
+    std::string const& gridName;
+    Lumen::StrongPtr<Lumen::LoaderProgress> const& progress;
+    std::vector<Tensa::PhysicalSpace::point> vertices;
+    std::vector<Velum::Triangle> triangles;
+};
+
+void triangulateFragmentAt(Run& run, Velum::Field const& positions, Velum::RegularlyFragmentedField<3> const& height,
+                           Velum::Field const& codes, Velum::MultiIndex<3> const& index) {
+    auto const fragment = height.getFragmentID(index);
+    Lumen::StrongPtr<Velum::MemArray<3, float>> const heights = fragment ? height.getData(fragment) : nullptr;
+    if (!heights) {
+        return;
+    }
+    if (run.progress) {
+        auto const& counts = height.getFragmentCounts();
+        auto const linear = index[0] + index[1] * counts[0] + index[2] * counts[0] * counts[1];
+        run.progress->report("Applying Sobel to current Fragment #", static_cast<std::uint32_t>(linear),
+                             static_cast<std::uint32_t>(counts.product()));
+    }
+    Lumen::StrongPtr<Velum::MemArray<3, unsigned char>> const types = codes.getData(fragment);
+    Lumen::StrongPtr<Velum::UniformCartesianArray> const placement = positions.getData(fragment);
+    if (!types || !placement || types->Size() != heights->Size()) {
+        return;
+    }
+    auto const corner = Velum::getFragmentBBox(positions, fragment).min();
+    auto const& size = heights->Size();
+    triangulateFragment(heights->data(), types->data(), size[0], size[1], size[2],
+                        {corner[0], corner[1], placement->spacing()[0], placement->spacing()[1]},
+                        cellTypes.HOLE_CELL_TYPES, run.vertices, run.triangles);
+}
+
+// Returns false to end the walk over the slice's grids.
+bool visitGrid(Run& run, std::string const& name, Lumen::StrongPtr<Velum::Grid> const& grid) {
+    Velum::FragmentedUniformGrid3D view;
+    if (!view.assign(grid)) {
+        run.message = "This is not a uniform grid:" + name + " ...Skipping";
+        return false;
+    }
+    auto const representation = grid->getCartesianRepresentation("");
+    if (!representation) {
+        run.message = "No representation";
+        return false;
+    }
+    auto const positions = grid->CartesianPositions();
+    if (!positions) {
+        run.message = "No positions";
+        return false;
+    }
+    FieldPtr const height = view.getVertexField(run.heightField);
+    if (!height) {
+        run.message = "Can not find height field:" + run.heightField;
+        return false;
+    }
+    auto const codes = representation->findField("CellType");
+    if (!codes) {
+        run.message = std::string("Found no cell type field:") + "CellType";
+        return false;
+    }
+    for (auto const& index : frame::fragmentList(height->getFragmentCounts())) {
+        triangulateFragmentAt(run, *positions, *height, *codes, index);
+    }
+    return true;
+}
+
+} // namespace
+
+std::string raster3DtoTri(Velum::BundlePtr& source, Velum::BundlePtr& target, std::string& fieldName,
+                          std::string& surfaceName, Lumen::StrongPtr<Lumen::LoaderProgress> const& progress,
+                          std::string const& gridName, double const& time) {
+    if (!source.isBound()) {
+        return frame::BUNDLE_REFUSED;
+    }
+    Run run{"", fieldName, gridName, progress, {}, {}};
+    frame::forEachSliceAt(*source, time, frame::TimeMatch::Exact, frame::SliceLog::Silent,
+                          [&](Velum::Slice const& slice) {
+                              frame::forEachGrid(slice, gridName, [&](std::string const& name, auto const& grid) {
+                                  return visitGrid(run, name, grid);
+                              });
+                          });
+    if (run.vertices.empty() || run.triangles.empty()) {
+        return "size of triangulation is zero";
+    }
+    if (!target.isBound()) {
+        return frame::BUNDLE_REFUSED;
+    }
+    auto const vertexCount = run.vertices.size();
+    auto const triangleCount = run.triangles.size();
+    auto const vertices = Lumen::makeStrong<Velum::VertexArray>(Velum::MultiIndex<1>(vertexCount), std::move(run.vertices));
+    auto const triangles =
+        Lumen::makeStrong<Velum::TriangleArray>(Velum::MultiIndex<1>(triangleCount), std::move(run.triangles));
+    auto const surface = (*target)[time]->newGrid(surfaceName);
+    Velum::TriangularSurface::addVerticesAndConnectivity(*surface, vertices, triangles);
+    return run.message;
+}
+
+} // namespace Rastrum

@@ -1,0 +1,219 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Rastrum.hpp"
+#include "Velum/TriangularSurface.hpp"
+#include "Velum/UniformGridBuilder.hpp"
+#include "support/capture.hpp"
+#include "support/grids.hpp"
+
+using testing_support::Index;
+using Point = Tensa::PhysicalSpace::point;
+using Velum::Triangle;
+
+namespace {
+
+float heightAt(Index const& p) { return static_cast<float>(p[0]) + 10.0f * static_cast<float>(p[1]) + 0.25f; }
+
+template <class CodeAt>
+Velum::UniformGridBuilder heightRaster(Velum::UniformGridLayout const& layout, CodeAt codeAt) {
+    Velum::UniformGridBuilder builder(layout);
+    builder.addField<float>("H", heightAt);
+    builder.addField<unsigned char>("CellType", [&](Index const& p) { return static_cast<unsigned char>(codeAt(p)); });
+    return builder;
+}
+
+auto const allData = [](Index const&) { return 0; };
+
+struct Triangulation {
+    Velum::BundlePtr source = Velum::BundlePtr::create();
+    Velum::BundlePtr target = Velum::BundlePtr::create();
+    Lumen::StrongPtr<testing_support::ProgressRecorder> progress =
+        Lumen::makeStrong<testing_support::ProgressRecorder>();
+    std::string field = "H";
+    std::string surfaceName = "surface";
+
+    void put(double time, std::string const& name, Velum::UniformGridBuilder const& builder) {
+        (*source)[time]->setGrid(name, builder.grid());
+    }
+    std::string run(double time, std::string const& gridName = "") {
+        return Rastrum::raster3DtoTri(source, target, field, surfaceName, progress, gridName, time);
+    }
+    Velum::TriangularSurface surface(double time) const {
+        Velum::TriangularSurface view;
+        auto const slice = target->slices().find(time);
+        if (slice != target->slices().end() && slice->second->grids().contains(surfaceName)) {
+            view.assign(slice->second->grids().at(surfaceName));
+        }
+        return view;
+    }
+};
+
+std::vector<Triangle> trianglesOf(Velum::TriangularSurface const& surface) {
+    return {surface.triangles()->values().begin(), surface.triangles()->values().end()};
+}
+
+} // namespace
+
+TEST(Raster3DtoTri, TwoOverlappingFragmentsWithAHoleGiveTheHandWorkedMesh) {
+    // 5 x 3 points at (10 + 2i, 20 + 3j), fragments x 0..2 and 2..4; point (2, 0) is a hole.
+    auto const grid = heightRaster({.points = {5u, 3u, 1u},
+                                    .pointsPerFragment = {3u, 3u, 1u},
+                                    .overlap = {1u, 0u, 0u},
+                                    .origin = {10.0, 20.0, 0.0},
+                                    .spacing = {2.0, 3.0, 1.0}},
+                                   [](Index const& p) { return p[0] == 2 && p[1] == 0 ? 2 : 0; });
+    Triangulation call;
+    call.put(0.0, "dem", grid);
+    EXPECT_EQ(call.run(0.0), "");
+
+    auto const surface = call.surface(0.0);
+    ASSERT_TRUE(surface.vertices() && surface.triangles());
+    // First fragment: eight vertices, the hole skipped in point order.
+    std::vector<Point> expected;
+    for (unsigned j = 0; j < 3; ++j) {
+        for (unsigned i = 0; i < 3; ++i) {
+            if (!(i == 2 && j == 0)) {
+                expected.push_back({10.0 + 2 * i, 20.0 + 3 * j, heightAt(Index(i, j, 0u))});
+            }
+        }
+    }
+    // Second fragment: starts at global x = 2, the shared column that holds the hole.
+    for (unsigned j = 0; j < 3; ++j) {
+        for (unsigned i = 0; i < 3; ++i) {
+            if (!(i == 0 && j == 0)) {
+                expected.push_back({14.0 + 2 * i, 20.0 + 3 * j, heightAt(Index(2 + i, j, 0u))});
+            }
+        }
+    }
+    std::vector<Point> const vertices(surface.vertices()->values().begin(), surface.vertices()->values().end());
+    EXPECT_EQ(vertices, expected);
+    // Squares touching the hole (one per fragment) give nothing; the second
+    // fragment's indices start at 8.
+    EXPECT_EQ(trianglesOf(surface), (std::vector<Triangle>{{{0, 2, 3}},
+                                                            {{0, 3, 1}},
+                                                            {{2, 5, 6}},
+                                                            {{2, 6, 3}},
+                                                            {{3, 6, 7}},
+                                                            {{3, 7, 4}},
+                                                            {{8, 11, 12}},
+                                                            {{8, 12, 9}},
+                                                            {{10, 13, 14}},
+                                                            {{10, 14, 11}},
+                                                            {{11, 14, 15}},
+                                                            {{11, 15, 12}}}));
+    auto reports = call.progress->reports();
+    EXPECT_EQ(reports, (std::vector<testing_support::Report>{{"Applying Sobel to current Fragment #", 0, 2},
+                                                              {"Applying Sobel to current Fragment #", 1, 2}}));
+}
+
+TEST(Raster3DtoTri, NothingToTriangulateGivesSizeZeroAndNoGrid) {
+    Triangulation call;
+    // Fragments one column wide: vertices, but no square.
+    call.put(1.0, "columns", heightRaster(testing_support::layoutOf(Index(3u, 4u, 1u), Index(1u, 4u, 1u)), allData));
+    EXPECT_EQ(call.run(std::nextafter(1.0, 2.0)), "size of triangulation is zero");
+    EXPECT_EQ(call.run(1.0), "size of triangulation is zero");
+    EXPECT_TRUE(call.target->slices().empty());
+
+    Velum::BundlePtr unbound = Velum::BundlePtr::create();
+    unbound->unbind();
+    std::string field = "H";
+    std::string name = "s";
+    EXPECT_EQ(Rastrum::raster3DtoTri(unbound, call.target, field, name, nullptr, "", 1.0),
+              "Bundle need to be bound or is NullPtr");
+}
+
+TEST(Raster3DtoTri, IndicesRunOnAcrossGridsAndTheFilterSelectsOne) {
+    auto const rows = heightRaster(testing_support::layoutOf(Index(3u, 2u, 1u), Index(3u, 1u, 1u)), allData);
+    auto const square = heightRaster(testing_support::layoutOf(Index(2u, 2u, 1u), Index(2u, 2u, 1u)), allData);
+    Triangulation call;
+    call.put(0.0, "a-rows", rows);
+    call.put(0.0, "b-square", square);
+
+    EXPECT_EQ(call.run(0.0), "");
+    EXPECT_EQ(call.surface(0.0).vertices()->count(), 10u);
+    EXPECT_EQ(trianglesOf(call.surface(0.0)), (std::vector<Triangle>{{{6, 8, 9}}, {{6, 9, 7}}}));
+
+    EXPECT_EQ(call.run(0.0, "b-square"), "");
+    EXPECT_EQ(trianglesOf(call.surface(0.0)), (std::vector<Triangle>{{{0, 2, 3}}, {{0, 3, 1}}}));
+}
+
+TEST(Raster3DtoTri, AFailingGridKeepsWhatEarlierGridsGaveAndNamesTheProblem) {
+    auto const layout = testing_support::layoutOf(Index(2u, 2u, 1u), Index(2u, 2u, 1u));
+    auto const noCodes = heightRaster(layout, allData);
+    noCodes.grid()->getCartesianRepresentation()->setField("CellType", nullptr);
+    auto const noHeight = heightRaster(layout, allData);
+    noHeight.grid()->getCartesianRepresentation()->setField("H", nullptr);
+    auto const nonUniform = heightRaster(layout, allData);
+    nonUniform.positions()->setPersistentData(nullptr, nullptr, Lumen::Cache::MemCache());
+
+    struct Case {
+        Velum::UniformGridBuilder const& failing;
+        char const* message;
+    };
+    for (auto const& c : {Case{noCodes, "Found no cell type field:CellType"},
+                          Case{noHeight, "Can not find height field:H"},
+                          Case{nonUniform, "This is not a uniform grid:b ...Skipping"}}) {
+        Triangulation call;
+        call.put(0.0, "a", heightRaster(layout, allData));
+        call.put(0.0, "b", c.failing);
+        call.put(0.0, "c", heightRaster(layout, allData));
+        EXPECT_EQ(call.run(0.0), c.message);
+        EXPECT_EQ(call.surface(0.0).triangles()->count(), 2u) << "a's triangles stay, c is not visited";
+    }
+}
+
+TEST(Raster3DtoTri, GeneratedTerrainGivesAConsistentMesh) {
+    // Scattered holes over 61 x 47 points in overlapping 16 x 16 fragments.
+    auto const codeAt = [](Index const& p) {
+        auto const h = (p[0] * 2654435761u) ^ (p[1] * 40503u);
+        return h % 13 == 0 ? 1 + h % 3 : (h % 7 == 0 ? 4 : 0);
+    };
+    Velum::UniformGridLayout const layout{.points = {61u, 47u, 1u},
+                                          .pointsPerFragment = {16u, 16u, 1u},
+                                          .overlap = {1u, 1u, 0u},
+                                          .origin = {500.0, 900.0, 0.0},
+                                          .spacing = {1.5, 1.5, 1.0}};
+    auto const grid = heightRaster(layout, codeAt);
+    Triangulation call;
+    call.put(0.0, "dem", grid);
+    ASSERT_EQ(call.run(0.0), "");
+
+    // Count data points and squares of four data points, fragment by fragment.
+    std::uint64_t dataPoints = 0;
+    std::uint64_t fullSquares = 0;
+    auto const isData = [&](std::uint64_t x, std::uint64_t y) { return codeAt(Index(x, y, 0u)) % 4 == 0; };
+    Index fragment;
+    do {
+        auto const start = grid.fragmentStart(fragment);
+        auto const size = grid.fragmentSize(fragment);
+        for (std::uint64_t j = 0; j < size[1]; ++j) {
+            for (std::uint64_t i = 0; i < size[0]; ++i) {
+                auto const x = start[0] + i;
+                auto const y = start[1] + j;
+                dataPoints += isData(x, y);
+                fullSquares += i + 1 < size[0] && j + 1 < size[1] && isData(x, y) && isData(x + 1, y) &&
+                               isData(x, y + 1) && isData(x + 1, y + 1);
+            }
+        }
+    } while (fragment.inc(grid.fragmentCounts()));
+
+    auto const surface = call.surface(0.0);
+    auto const& vertices = surface.vertices()->values();
+    EXPECT_EQ(vertices.size(), dataPoints);
+    EXPECT_EQ(surface.triangles()->count(), 2 * fullSquares);
+    for (auto const& t : surface.triangles()->values()) {
+        ASSERT_TRUE(t[0] < vertices.size() && t[1] < vertices.size() && t[2] < vertices.size());
+        ASSERT_EQ(std::set<unsigned>(t.vertices.begin(), t.vertices.end()).size(), 3u);
+        auto const& a = vertices[t[0]];
+        auto const& b = vertices[t[1]];
+        auto const& c = vertices[t[2]];
+        double const normalZ = (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
+        ASSERT_LT(normalZ, 0.0) << "positive spacing: every normal points to negative z";
+    }
+}
