@@ -33,6 +33,17 @@ RASTRUM_EXPORT extern std::string const CELL_SHIFT;        // shift of the cells
 // The index of a vertex that does not exist.
 RASTRUM_EXPORT extern std::uint32_t const HOLE;
 
+// Smooths inputFieldName of a fragmented uniform grid into outputFieldName
+// (made if missing), fragment by fragment: with an edge-preserving bilateral
+// filter, or with a normalised Gaussian when gaussianOnly is set. Hole cells
+// (cell types 1 to 3) keep their values and lend neighbours the centre value.
+// The window is max(windowSize, 3), made odd; unusedCount is not used.
+RASTRUM_EXPORT std::string bilateralSmoothing(Velum::Grid& grid, std::string const& inputFieldName,
+                                              std::string const& outputFieldName, unsigned const& windowSize,
+                                              double const& sigmaSpatial, double const& sigmaRange,
+                                              unsigned const& unusedCount, bool const& gaussianOnly,
+                                              Lumen::StrongPtr<Lumen::LoaderProgress> const& progress);
+
 // Writes the gradient magnitude of the height field into "<height>_Sobel" on
 // every grid (or the grid named gridName) of the slice at `time`; a NaN time
 // matches every slice. Neighbours with a hole cell type cut the stencil short.

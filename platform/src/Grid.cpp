@@ -1,5 +1,8 @@
 #include "Velum/Grid.hpp"
 
+#include "Velum/FragmentLayout.hpp"
+#include "Velum/RegularlyFragmentedField.hpp"
+
 namespace Velum {
 
 Lumen::StrongPtr<Representation> Grid::getCartesianRepresentation(std::string const& chart) const {
@@ -21,6 +24,21 @@ Lumen::StrongPtr<Field> Grid::CartesianPositions() const {
 Lumen::StrongPtr<Field> Grid::operator()(std::string const& field, std::string const& chart) const {
     auto const representation = getCartesianRepresentation(chart);
     return representation ? representation->findField(field) : nullptr;
+}
+
+FieldProxy Grid::operator[](std::string const& field) {
+    auto representation = getCartesianRepresentation();
+    if (!representation) {
+        representation = makeCartesianRepresentation(3);
+    }
+    if (!representation->findField(field)) {
+        Lumen::StrongPtr<FragmentLayout<3>> const layout = baseSpace_;
+        Lumen::StrongPtr<Field> const made =
+            layout ? Lumen::StrongPtr<Field>(Lumen::makeStrong<RegularlyFragmentedField<3>>(layout))
+                   : Lumen::makeStrong<Field>();
+        representation->setField(field, made);
+    }
+    return (*representation)[field];
 }
 
 } // namespace Velum

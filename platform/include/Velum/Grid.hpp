@@ -27,6 +27,10 @@ public:
     Lumen::Attributes& attributes() { return attributes_; }
     Lumen::Attributes const& attributes() const { return attributes_; }
 
+    // The vertex field of that name on the Cartesian representation, made
+    // (cut like the grid when it is fragmented) if there is none yet.
+    FieldProxy operator[](std::string const& field);
+
     // The grid's base space, the skeleton its vertices hang on: a
     // FragmentLayout<N> for a fragmented grid, TriangleCells for a triangle
     // surface; empty for a grid that has none yet.

@@ -1,0 +1,98 @@
+#include <string>
+#include <vector>
+
+#include "Lumen/Cache.hpp"
+#include "Rastrum.hpp"
+#include "Velum/MemArray.hpp"
+#include "bilateral/smoothing_filters.hpp"
+#include "frame/cell_types.hpp"
+
+namespace Rastrum {
+namespace {
+
+CellTypeTables const cellTypes;
+
+struct SmoothingRequest {
+    Velum::Field const& input;
+    Velum::Field const& codes;
+    Velum::Field& output;
+    std::vector<Lumen::StrongPtr<Velum::FragmentID>> const& fragments;
+    unsigned windowSize;
+    double sigmaSpatial;
+    double sigmaRange;
+    bool gaussianOnly;
+    Lumen::StrongPtr<Lumen::LoaderProgress> const& progress;
+};
+
+// One pass over all fragments for element type T.
+template <class T>
+void smoothPass(SmoothingRequest const& request) {
+    auto const total = static_cast<std::uint32_t>(request.fragments.size());
+    std::uint32_t counter = 0;
+    for (auto const& fragment : request.fragments) {
+        if (request.progress) {
+            request.progress->report("Smoothing #", counter, total);
+        }
+        ++counter;
+        auto const inputCreator = request.input.getCreator(fragment);
+        auto const codesCreator = request.codes.getCreator(fragment);
+        if (!inputCreator || !codesCreator) {
+            continue;
+        }
+        Lumen::StrongPtr<Velum::MemArray<3, T>> const input = inputCreator->getData();
+        Lumen::StrongPtr<Velum::MemArray<3, unsigned char>> const codes = codesCreator->getData();
+        if (!input || !codes || codes->Size() != input->Size()) {
+            continue;
+        }
+        auto const& size = input->Size();
+        FragmentShape const shape{size[0], size[1], size[2]};
+        auto const result = Lumen::makeStrong<Velum::MemArray<3, T>>(size);
+        if (request.gaussianOnly) {
+            gaussianFilter(input->data(), codes->data(), shape, request.windowSize, request.sigmaSpatial,
+                           cellTypes.HOLE_CELL_TYPES, result->data());
+        } else {
+            bilateralFilter(input->data(), codes->data(), shape, request.windowSize, request.sigmaSpatial,
+                            request.sigmaRange, cellTypes.HOLE_CELL_TYPES, result->data());
+        }
+        request.output.setPersistentData(result, fragment, Lumen::Cache::MemCache());
+    }
+}
+
+template <class... T>
+void smoothEveryMatchingType(Velum::MemBase const* sample, SmoothingRequest const& request) {
+    ((dynamic_cast<Velum::MemArray<3, T> const*>(sample) ? smoothPass<T>(request) : void()), ...);
+}
+
+} // namespace
+
+std::string bilateralSmoothing(Velum::Grid& grid, std::string const& inputFieldName,
+                               std::string const& outputFieldName, unsigned const& windowSize,
+                               double const& sigmaSpatial, double const& sigmaRange, unsigned const&,
+                               bool const& gaussianOnly, Lumen::StrongPtr<Lumen::LoaderProgress> const& progress) {
+    auto const positions = grid("Positions", "");
+    if (!positions) {
+        return "gaussSmoothingOfUniform: no Positions";
+    }
+    auto const codes = grid("CellType", "");
+    if (!codes) {
+        return "gaussSmoothingOfUniform: no CellType";
+    }
+    auto const input = grid(inputFieldName, "");
+    if (!input) {
+        return "gaussSmoothingOfUniform: no HeightF";
+    }
+    Lumen::StrongPtr<Velum::Field> const output = grid[outputFieldName];
+    auto const fragments = positions->getFragmentIDs();
+    auto const first = input->getFirstCreator();
+    auto const sample = first ? first->getData() : nullptr;
+    if (!sample) {
+        return "";
+    }
+    SmoothingRequest const request{*input,     *codes,       *output,    fragments,   windowSize,
+                                   sigmaSpatial, sigmaRange, gaussianOnly, progress};
+    smoothEveryMatchingType<float, double, unsigned char, unsigned short, unsigned int, unsigned long long, int>(
+        sample.getPointer(), request);
+    return "";
+}
+
+} // namespace Rastrum

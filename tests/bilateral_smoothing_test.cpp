@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Lumen/Cache.hpp"
+#include "Rastrum.hpp"
+#include "Velum/MemArray.hpp"
+#include "Velum/UniformGridBuilder.hpp"
+#include "bilateral/smoothing_filters.hpp"
+#include "smoothing_reference.hpp"
+#include "support/capture.hpp"
+#include "support/grids.hpp"
+
+using testing_support::Index;
+
+namespace {
+
+Rastrum::CellTypeTables const tables;
+
+template <class T>
+Velum::UniformGridBuilder smoothingGrid(Index points, Index perFragment, std::vector<T> const& values,
+                                        std::vector<unsigned char> const& codes) {
+    Velum::UniformGridBuilder builder(testing_support::layoutOf(points, perFragment));
+    builder.addField<T>("H", [&](Index const& p) { return values[p.linear(points)]; });
+    builder.addField<unsigned char>("CellType", [&](Index const& p) { return codes[p.linear(points)]; });
+    return builder;
+}
+
+template <class T>
+std::vector<T> smoothedCentre3x3(T centre, T neighbour, unsigned window, double sigmaRange) {
+    std::vector<T> values(9, neighbour);
+    values[4] = centre;
+    auto const grid = smoothingGrid<T>(Index(3u, 3u, 1u), Index(3u, 3u, 1u), values, std::vector<unsigned char>(9, 0));
+    EXPECT_EQ(Rastrum::bilateralSmoothing(*grid.grid(), "H", "Smooth", window, 1.0, sigmaRange, 0, false, nullptr), "");
+    return testing_support::gather<T>(grid, *Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>>((*grid.grid())("Smooth")), T(0));
+}
+
+} // namespace
+
+TEST(BilateralSmoothing, WorkedExampleGivesAboutEighteenForFloatAndTenForUnsignedInt) {
+    // Edge neighbours weigh exp(-0.5 - 5e-5), corners exp(-1 - 5e-5), the centre 1.
+    double const edge = 4 * std::exp(-0.50005);
+    double const corner = 4 * std::exp(-1.00005);
+    double const expected = (10 + 20 * (edge + corner)) / (1 + edge + corner);
+    float const smoothed = smoothedCentre3x3<float>(10.0f, 20.0f, 3, 1000.0)[4];
+    EXPECT_NEAR(smoothed, expected, 1e-4);
+    EXPECT_EQ(std::round(smoothed * 100) / 100, 17.96f);
+    EXPECT_EQ(smoothedCentre3x3<unsigned int>(10u, 20u, 3, 1000.0)[4], 10u)
+        << "larger neighbours wrap to a huge unsigned difference and weigh nothing";
+}
+
+TEST(BilateralSmoothing, UnsignedCharSumsWrapNearTheTop) {
+    auto const result = smoothedCentre3x3<unsigned char>(250, 250, 3, 1000.0);
+    reference::Fragment<unsigned char> const f{std::vector<unsigned char>(9, 250), std::vector<unsigned char>(9, 0), 3, 3, 1};
+    EXPECT_EQ(result, reference::bilateral(f, 3, 1.0, 1000.0));
+    EXPECT_NE(result[4], 250) << "a running sum past 255 wraps; without wrapping the mean of equal values is 250";
+}
+
+TEST(SmoothingWindow, RequestsUpToThreeGiveThreeAndEvenSizesGrowByOne) {
+    for (unsigned requested : {0u, 1u, 2u, 3u}) {
+        EXPECT_EQ(Rastrum::effectiveWindowSize(requested), 3u);
+        EXPECT_EQ(Rastrum::gaussianKernel(requested, 1.0).size(), 9u);
+    }
+    EXPECT_EQ(Rastrum::effectiveWindowSize(4), 5u);
+    EXPECT_EQ(Rastrum::effectiveWindowSize(5), 5u);
+    EXPECT_EQ(Rastrum::effectiveWindowSize(6), 7u);
+    auto const kernel = Rastrum::gaussianKernel(4, 1.5);
+    ASSERT_EQ(kernel.size(), 25u);
+    double sum = 0;
+    for (double w : kernel) {
+        sum += w;
+    }
+    EXPECT_NEAR(sum, 1.0, 1e-15);
+    EXPECT_EQ(kernel[12], *std::max_element(kernel.begin(), kernel.end())) << "peak at the centre";
+}
+
+TEST(BilateralSmoothing, MissingFieldsAreNamedAndTheOutputIsLeftAlone) {
+    auto const grid = smoothingGrid<float>(Index(2u, 2u, 1u), Index(2u, 2u, 1u), std::vector<float>(4, 1.0f),
+                                           std::vector<unsigned char>(4, 0));
+    auto& g = *grid.grid();
+    EXPECT_EQ(Rastrum::bilateralSmoothing(g, "Nope", "Out", 3, 1.0, 1.0, 0, false, nullptr),
+              "gaussSmoothingOfUniform: no HeightF");
+    g.getCartesianRepresentation()->setField("CellType", nullptr);
+    EXPECT_EQ(Rastrum::bilateralSmoothing(g, "H", "Out", 3, 1.0, 1.0, 0, false, nullptr),
+              "gaussSmoothingOfUniform: no CellType");
+    g.getCartesianRepresentation()->setField("Positions", nullptr);
+    EXPECT_EQ(Rastrum::bilateralSmoothing(g, "H", "Out", 3, 1.0, 1.0, 0, false, nullptr),
+              "gaussSmoothingOfUniform: no Positions");
+    EXPECT_FALSE(g("Out"));
+}
+
+TEST(BilateralSmoothing, EveryFragmentIsCountedAndUnusableOnesAreSkipped) {
+    // Three fragments of 3 x 3: all holes, float codes, usable.
+    std::vector<float> values(27);
+    for (std::size_t p = 0; p < values.size(); ++p) {
+        values[p] = static_cast<float>(p * p % 11);
+    }
+    std::vector<unsigned char> codes(27, 0);
+    for (std::size_t p = 0; p < codes.size(); ++p) {
+        codes[p] = p % 9 < 3 ? 2 : 0;
+    }
+    auto const grid = smoothingGrid<float>(Index(9u, 3u, 1u), Index(3u, 3u, 1u), values, codes);
+    Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>> const types = (*grid.grid())("CellType");
+    types->setPersistentData(Lumen::makeStrong<Velum::MemArray<3, float>>(Index(3u, 3u, 1u)),
+                             types->getFragmentID(Index(1u, 0u, 0u)), Lumen::Cache::MemCache());
+    auto const progress = Lumen::makeStrong<testing_support::ProgressRecorder>();
+
+    EXPECT_EQ(Rastrum::bilateralSmoothing(*grid.grid(), "H", "Out", 3, 1.0, 5.0, 0, true, progress), "");
+
+    EXPECT_EQ(progress->reports(), (std::vector<testing_support::Report>{
+                                       {"Smoothing #", 0, 3}, {"Smoothing #", 1, 3}, {"Smoothing #", 2, 3}}));
+    Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>> const out = (*grid.grid())("Out");
+    ASSERT_TRUE(out);
+    EXPECT_FALSE(out->getData(out->getFragmentID(Index(1u, 0u, 0u))));
+    auto const smoothed = testing_support::gather<float>(grid, *out, -1.0f);
+    for (std::size_t p = 0; p < 27; ++p) {
+        auto const i = p % 9;
+        if (i < 3) {
+            EXPECT_EQ(smoothed[p], values[p]) << "a fragment of holes is copied";
+        } else if (i < 6) {
+            EXPECT_EQ(smoothed[p], -1.0f) << "skipped";
+        }
+    }
+    EXPECT_NE(smoothed[9 + 7], values[9 + 7]) << "the usable fragment's centre is smoothed";
+}
+
+template <class T>
+class SmoothingFilters : public testing::Test {};
+using ElementTypes = testing::Types<float, double, unsigned char, unsigned short, unsigned int, unsigned long long, int>;
+TYPED_TEST_SUITE(SmoothingFilters, ElementTypes);
+
+TYPED_TEST(SmoothingFilters, MatchTheReferenceOnRandomDataWithHoles) {
+    using T = TypeParam;
+    std::mt19937_64 random(20261121);
+    double const spread = std::is_floating_point_v<T> ? 1000.0 : static_cast<double>(std::numeric_limits<T>::max());
+    auto const value = [&] {
+        double const u = std::uniform_real_distribution<double>(0.0, 1.0)(random);
+        if constexpr (std::is_same_v<T, int>) {
+            return static_cast<T>((u - 0.5) * 2e6);
+        } else {
+            return static_cast<T>(u * spread);
+        }
+    };
+    struct Shape {
+        std::uint64_t nx, ny, nz;
+    };
+    for (auto const shape : {Shape{7, 5, 1}, Shape{4, 6, 3}, Shape{2, 2, 1}, Shape{9, 8, 2}, Shape{1, 7, 1}}) {
+        reference::Fragment<T> f{{}, {}, shape.nx, shape.ny, shape.nz};
+        for (std::uint64_t p = 0; p < shape.nx * shape.ny * shape.nz; ++p) {
+            f.values.push_back(value());
+            f.codes.push_back(static_cast<unsigned char>(std::uniform_int_distribution<int>(0, 9)(random) % 7));
+        }
+        Rastrum::FragmentShape const s{shape.nx, shape.ny, shape.nz};
+        double const sigmaRange = std::is_same_v<T, int> ? 4e5 : 0.3 * spread;
+        for (unsigned window : {3u, 5u}) {
+            std::vector<T> bilateral(f.values.size());
+            std::vector<T> gaussian(f.values.size());
+            Rastrum::bilateralFilter(f.values.data(), f.codes.data(), s, window, 1.3, sigmaRange,
+                                     tables.HOLE_CELL_TYPES, bilateral.data());
+            Rastrum::gaussianFilter(f.values.data(), f.codes.data(), s, window, 1.3, tables.HOLE_CELL_TYPES,
+                                    gaussian.data());
+            auto const expectedBilateral = reference::bilateral(f, window, 1.3, sigmaRange);
+            auto const expectedGaussian = reference::gaussian(f, window, 1.3);
+            for (std::size_t p = 0; p < f.values.size(); ++p) {
+                if constexpr (std::is_floating_point_v<T>) {
+                    EXPECT_NEAR(bilateral[p], expectedBilateral[p], 1e-6 * std::abs(expectedBilateral[p]));
+                    EXPECT_NEAR(gaussian[p], expectedGaussian[p], 1e-6 * std::abs(expectedGaussian[p]));
+                } else {
+                    EXPECT_EQ(bilateral[p], expectedBilateral[p]) << "bilateral, window " << window << ", point " << p;
+                    EXPECT_EQ(gaussian[p], expectedGaussian[p]) << "gaussian, window " << window << ", point " << p;
+                }
+            }
+        }
+    }
+}
