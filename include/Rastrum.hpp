@@ -33,6 +33,15 @@ RASTRUM_EXPORT extern std::string const CELL_SHIFT;        // shift of the cells
 // The index of a vertex that does not exist.
 RASTRUM_EXPORT extern std::uint32_t const HOLE;
 
+// Turns the 16-bit marker field `fieldName` of every uniform grid of every
+// slice into a density "<name>_Iso": each non-zero marker stamps a 3 x 3 x 3
+// Gaussian, and each fragment is scaled to a peak of 1. The first field whose
+// name matches (exactly, else by containment) and is not a Sobel output is
+// used, for the rest of the call. Problems go to the console; the result is
+// "\nBroken Slice-Iterator" when a slice failed.
+RASTRUM_EXPORT std::string gausSmoothingUniform3D(Velum::BundlePtr& bundle, std::string& fieldName,
+                                                  Lumen::StrongPtr<Lumen::LoaderProgress> const& progress);
+
 // Smooths inputFieldName of a fragmented uniform grid into outputFieldName
 // (made if missing), fragment by fragment: with an edge-preserving bilateral
 // filter, or with a normalised Gaussian when gaussianOnly is set. Hole cells

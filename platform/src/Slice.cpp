@@ -30,6 +30,19 @@ Lumen::StrongPtr<Slice> Bundle::operator[](double time) {
     return slice;
 }
 
+bool Bundle::iterate(EvolutionIterator<Slice>& iterator, ParameterList const& parameters) {
+    for (auto const& [time, slice] : slices_) {
+        if (!slice) {
+            continue;
+        }
+        slice->accessSlice();
+        if (!iterator.apply(time, slice, parameters)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool Bundle::setSlice(double time, Lumen::StrongPtr<Slice> const& slice) {
     if (std::isnan(time)) {
         return false;

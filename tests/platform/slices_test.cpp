@@ -59,3 +59,27 @@ TEST(Slice, GridsRunInNameOrderAndTheLoaderRunsOnceOnAccess) {
     EXPECT_NE(before.getPointer(), after.getPointer()) << "newGrid replaces a grid of the same name";
     EXPECT_EQ(slice.grids().at("alpha").getPointer(), after.getPointer());
 }
+
+TEST(Bundle, IterateVisitsLoadedSlicesInTimeOrderAndStopsAtAFailure) {
+    struct Recorder : Velum::EvolutionIterator<Velum::Slice> {
+        std::vector<double> times;
+        double failAt;
+        explicit Recorder(double fail) : failAt(fail) {}
+        bool apply(double time, Lumen::StrongPtr<Velum::Slice> const& slice, Velum::ParameterList const&) override {
+            times.push_back(time);
+            return slice->grids().contains("loaded") && time != failAt;
+        }
+    };
+    auto bundle = Velum::BundlePtr::create();
+    for (double time : {3.0, 1.0, 2.0}) {
+        bundle->setSlice(time, Lumen::makeStrong<Velum::Slice>([](Velum::Slice& s) { s.newGrid("loaded"); }));
+    }
+    bundle->setSlice(0.0, nullptr);
+
+    Recorder all(-1.0);
+    EXPECT_TRUE(bundle->iterate(all, {}));
+    EXPECT_EQ(all.times, (std::vector<double>{1.0, 2.0, 3.0}));
+    Recorder stops(2.0);
+    EXPECT_FALSE(bundle->iterate(stops, {}));
+    EXPECT_EQ(stops.times, (std::vector<double>{1.0, 2.0}));
+}

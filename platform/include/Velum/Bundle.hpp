@@ -4,6 +4,7 @@
 
 #include "Lumen/InterfaceBase.hpp"
 #include "Lumen/StrongPtr.hpp"
+#include "Velum/EvolutionIterator.hpp"
 #include "Velum/Slice.hpp"
 
 namespace Velum {
@@ -21,6 +22,10 @@ public:
 
     // Puts a slice (or an empty entry) at a time; NaN times are refused.
     bool setSlice(double time, Lumen::StrongPtr<Slice> const& slice);
+
+    // Hands every slice, in ascending time, to the iterator (after
+    // accessSlice). Stops at the first slice it fails on and returns false.
+    bool iterate(EvolutionIterator<Slice>& iterator, ParameterList const& parameters);
 
     bool isBound() const { return bound_; }
     // Detaches the bundle from its host; operations refuse unbound bundles.
