@@ -7,6 +7,7 @@
 #include "Lumen/InterfaceBase.hpp"
 #include "Lumen/LoaderProgress.hpp"
 #include "Lumen/StrongPtr.hpp"
+#include "Tensa/MultiRange.hpp"
 #include "Tensa/PhysicalSpace.hpp"
 #include "Velum/Bundle.hpp"
 #include "Velum/Grid.hpp"
@@ -52,6 +53,16 @@ RASTRUM_EXPORT std::string bilateralSmoothing(Velum::Grid& grid, std::string con
                                               double const& sigmaSpatial, double const& sigmaRange,
                                               unsigned const& unusedCount, bool const& gaussianOnly,
                                               Lumen::StrongPtr<Lumen::LoaderProgress> const& progress);
+
+// Writes the low 8 bits of `value` into the unsigned char field targetName
+// wherever fieldName's value lies in one of the closed intervals of `range`
+// (1e-9 tolerance), or with `invert` wherever it does not, fragment by
+// fragment and in place. Prints a progress line per fragment on standard
+// output. False when the grid lacks its positions or either field.
+RASTRUM_EXPORT bool overwriteFieldValuesViaOtherField(Lumen::StrongPtr<Velum::Grid> const& grid, bool invert,
+                                                      std::string const& fieldName,
+                                                      Tensa::MultiRange<double> const& range,
+                                                      std::string const& targetName, int value);
 
 // Writes the gradient magnitude of the height field into "<height>_Sobel" on
 // every grid (or the grid named gridName) of the slice at `time`; a NaN time

@@ -11,4 +11,9 @@ CreativeArrayBase::~CreativeArrayBase() { cache_.release(key_); }
 
 Lumen::StrongPtr<MemBase> CreativeArrayBase::getData() const { return cache_.fetch(key_); }
 
+Lumen::StrongPtr<MemBase> CreativeArrayBase::create(bool detach) {
+    auto const data = getData();
+    return detach && data ? data->clone() : data;
+}
+
 } // namespace Velum

@@ -39,6 +39,16 @@ std::vector<Field::FragmentPtr> Field::getFragmentIDs() const {
     return ids;
 }
 
+bool Field::iterate(FragmentIterator& iterator) const {
+    bool all = true;
+    for (auto const& fragment : getFragmentIDs()) {
+        if (auto const creator = getCreator(fragment)) {
+            all = iterator.apply(fragment, creator) && all;
+        }
+    }
+    return all;
+}
+
 void Field::setPersistentData(Lumen::StrongPtr<MemBase> const& data, FragmentPtr const& fragment, Lumen::Cache& cache,
                               std::string const& name) {
     setCreator(fragment, data ? Lumen::makeStrong<CreativeArrayBase>(data, cache, name) : nullptr);

@@ -77,3 +77,29 @@ TEST(Field, CopyTakesTheLayoutAndSlotsShareCreators) {
     EXPECT_EQ(shared.getPointer(), Velum::Field::CreatorPtr(source[at]).getPointer());
     EXPECT_EQ(cache.itemCount(), 1u) << "sharing a fragment does not copy its data";
 }
+
+TEST(Field, IterateGoesOnAfterAFailureAndCreateDetachesOnRequest) {
+    struct Visitor : Velum::FragmentIterator {
+        std::vector<Velum::FragmentID const*> seen;
+        bool apply(Lumen::StrongPtr<Velum::FragmentID> const& fragment,
+                   Lumen::StrongPtr<Velum::CreativeArrayBase> const& creator) override {
+            seen.push_back(fragment.getPointer());
+            return creator->getData()->byteSize() != 2;
+        }
+    };
+    Lumen::Cache cache;
+    Velum::RegularlyFragmentedField<3> field(Index(3u, 1u, 1u), "RegularFragment");
+    for (unsigned f = 0; f < 3; ++f) {
+        field.setPersistentData(bytesOfSize(f + 1), field.getFragmentID(Index(f, 0u, 0u)), cache);
+    }
+    Visitor visitor;
+    EXPECT_FALSE(field.iterate(visitor));
+    EXPECT_EQ(visitor.seen.size(), 3u);
+
+    auto const creator = field.getCreator(field.getFragmentID(Index(0u, 0u, 0u)));
+    EXPECT_EQ(creator->create(false).getPointer(), creator->getData().getPointer());
+    Lumen::StrongPtr<Bytes> const copy = creator->create(true);
+    ASSERT_TRUE(copy);
+    EXPECT_NE(copy.getPointer(), creator->getData().getPointer());
+    EXPECT_EQ(copy->Size(), Index(1u, 1u, 1u));
+}

@@ -22,6 +22,11 @@ public:
     ~CreativeArrayBase() override;
 
     Lumen::StrongPtr<MemBase> getData() const;
+
+    // The data for work on it: with detach false the stored data themselves,
+    // to be changed in place and announced with touch(); with detach true a
+    // private copy.
+    Lumen::StrongPtr<MemBase> create(bool detach);
     std::string const& name() const { return name_; }
 
     // Announces that the data were changed in place.

@@ -11,6 +11,7 @@
 #include "Lumen/StrongPtr.hpp"
 #include "Velum/CreativeArrayBase.hpp"
 #include "Velum/FragmentID.hpp"
+#include "Velum/FragmentIterator.hpp"
 #include "Velum/MemBase.hpp"
 
 namespace Velum {
@@ -42,6 +43,10 @@ public:
     // empty data handle removes the fragment's data.
     void setPersistentData(Lumen::StrongPtr<MemBase> const& data, FragmentPtr const& fragment, Lumen::Cache& cache,
                            std::string const& name = "");
+
+    // Hands every fragment with data, in getFragmentIDs() order, to the
+    // iterator; goes on after a failure and returns whether all succeeded.
+    bool iterate(FragmentIterator& iterator) const;
 
     // Lets a fragment share a creator, and so its data, with another field.
     void setCreator(FragmentPtr const& fragment, CreatorPtr const& creator);

@@ -53,6 +53,8 @@ public:
     }
     std::size_t byteSize() const override { return values_.size() * sizeof(T); }
 
+    Lumen::StrongPtr<MemBase> clone() const override { return Lumen::makeStrong<MemArray>(*this); }
+
     void widenRange(Tensa::BoundingBox& range) const override {
         if constexpr (std::is_arithmetic_v<T>) {
             for (T const& v : values_) {

@@ -19,6 +19,9 @@ public:
     // Widens a value range by the data's values: scalars along the first axis,
     // points along all three. Data of other kinds leave the range alone.
     virtual void widenRange(Tensa::BoundingBox&) const {}
+
+    // A copy of the data with its own storage.
+    virtual Lumen::StrongPtr<MemBase> clone() const = 0;
 };
 
 // The extents of a fragment's data, one per dimension.

@@ -29,6 +29,8 @@ public:
         return p;
     }
 
+    Lumen::StrongPtr<MemBase> clone() const override { return Lumen::makeStrong<UniformCartesianArray>(*this); }
+
     // The range of positions spans the first and the last point on each axis.
     void widenRange(Tensa::BoundingBox& range) const override {
         if (size_.product() == 0) {
