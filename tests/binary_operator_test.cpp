@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
@@ -12,6 +11,7 @@
 #include "Velum/MemArray.hpp"
 #include "support/capture.hpp"
 #include "support/grids.hpp"
+#include "support/threads.hpp"
 
 using testing_support::cellTypeGrid;
 using testing_support::ConsoleCapture;
@@ -223,12 +223,8 @@ TEST(BinaryOperator, OneThreadAndFourThreadsGiveTheSameFields) {
     four.put(0.0, "g", team);
     ConsoleCapture console;
 
-    int const threads = omp_get_max_threads();
-    omp_set_num_threads(1);
-    EXPECT_EQ(one.run(0.0), "");
-    omp_set_num_threads(4);
-    EXPECT_EQ(four.run(0.0), "");
-    omp_set_num_threads(threads);
+    EXPECT_EQ(testing_support::withThreads(1, [&] { return one.run(0.0); }), "");
+    EXPECT_EQ(testing_support::withThreads(4, [&] { return four.run(0.0); }), "");
 
     std::vector<float> expected;
     for (unsigned j = 0; j < 50; ++j) {

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
@@ -11,6 +10,7 @@
 #include "Velum/UniformGridBuilder.hpp"
 #include "support/capture.hpp"
 #include "support/grids.hpp"
+#include "support/threads.hpp"
 
 using testing_support::ConsoleCapture;
 using testing_support::Index;
@@ -164,12 +164,8 @@ TEST(SobelOperator, OneThreadAndFourThreadsAgree) {
     four.put(0.0, "dem", team);
     ConsoleCapture console;
 
-    int const threads = omp_get_max_threads();
-    omp_set_num_threads(1);
-    EXPECT_EQ(one.run(0.0), "");
-    omp_set_num_threads(4);
-    EXPECT_EQ(four.run(0.0), "");
-    omp_set_num_threads(threads);
+    EXPECT_EQ(testing_support::withThreads(1, [&] { return one.run(0.0); }), "");
+    EXPECT_EQ(testing_support::withThreads(4, [&] { return four.run(0.0); }), "");
 
     auto const reference = testing_support::gather(single, *sobelOf(single), -1.0f);
     EXPECT_EQ(testing_support::gather(team, *sobelOf(team), -1.0f), reference);
