@@ -1,7 +1,6 @@
-#include "Velum/Bundle.hpp"
 #include "Velum/Slice.hpp"
 
-#include <cmath>
+#include <utility>
 
 namespace Velum {
 
@@ -17,38 +16,6 @@ Lumen::StrongPtr<Grid> Slice::newGrid(std::string const& name) {
     auto grid = Lumen::makeStrong<Grid>();
     grids_[name] = grid;
     return grid;
-}
-
-Lumen::StrongPtr<Slice> Bundle::operator[](double time) {
-    if (std::isnan(time)) {
-        return {};
-    }
-    auto& slice = slices_[time];
-    if (!slice) {
-        slice = Lumen::makeStrong<Slice>();
-    }
-    return slice;
-}
-
-bool Bundle::iterate(EvolutionIterator<Slice>& iterator, ParameterList const& parameters) {
-    for (auto const& [time, slice] : slices_) {
-        if (!slice) {
-            continue;
-        }
-        slice->accessSlice();
-        if (!iterator.apply(time, slice, parameters)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool Bundle::setSlice(double time, Lumen::StrongPtr<Slice> const& slice) {
-    if (std::isnan(time)) {
-        return false;
-    }
-    slices_[time] = slice;
-    return true;
 }
 
 } // namespace Velum

@@ -94,6 +94,7 @@ private:
             Lumen::Console() << "Can not find field:" << settings_->fieldName;
             return false;
         }
+        auto const& positions = *representation->Positions();
         auto const fragments = frame::fragmentList(markers->getFragmentCounts());
         auto const count = static_cast<std::uint32_t>(fragments.size());
         std::uint32_t counter = 0;
@@ -102,8 +103,7 @@ private:
                 (*progress_)->report("Applying Sobel to current Fragment # ", counter, count);
             }
             ++counter;
-            densityOfFragment(*settings_, *representation->Positions(), *markers, *density,
-                              view.getFragmentID(index));
+            densityOfFragment(*settings_, positions, *markers, *density, view.getFragmentID(index));
         }
         return true;
     }

@@ -47,7 +47,7 @@ std::string sixDecimals(float value) {
 void sobelFragment(SobelGrid const& grid, Velum::MultiIndex<3> const& index, double slopeDegrees) {
     auto const counts = grid.height->getFragmentCounts();
     auto const inputs = frame::underFrameworkLock([&] {
-        auto const linear = (index[2] * counts[1] + index[1]) * counts[0] + index[0];
+        auto const linear = index.linear(counts);
         auto const& identities = grid.view.fragmentIDs();
         auto const fragment = identities && linear < identities->count() ? identities->values()[linear] : nullptr;
         return FragmentInputs{fragment, grid.height->getData(fragment), grid.cellTypes->getData(fragment),
@@ -84,7 +84,8 @@ std::string sobelOperator(Velum::BundlePtr& bundle, std::string& heightFieldName
         return frame::BUNDLE_REFUSED;
     }
     std::string message;
-    frame::forEachSliceAt(*bundle, time, frame::TimeMatch::NanMatchesAll, frame::SliceLog::Times, [&](Velum::Slice const& slice) {
+    auto const nanMatchesAll = frame::TimeMatch::NanMatchesAll;
+    frame::forEachSliceAt(*bundle, time, nanMatchesAll, frame::SliceLog::Times, [&](Velum::Slice const& slice) {
         frame::forEachGrid(slice, gridName, [&](std::string const& name, Lumen::StrongPtr<Velum::Grid> const& grid) {
             if (!grid->baseSpace()) {
                 return true;
@@ -94,7 +95,8 @@ std::string sobelOperator(Velum::BundlePtr& bundle, std::string& heightFieldName
                 message = "This is not a uniform grid: " + name + " ...Skipping";
                 return false;
             }
-            if (!grid->getCartesianRepresentation()) {
+            auto const representation = grid->getCartesianRepresentation();
+            if (!representation) {
                 message = "No representation";
                 return false;
             }
@@ -108,7 +110,7 @@ std::string sobelOperator(Velum::BundlePtr& bundle, std::string& heightFieldName
                 message = "Can not find height field: " + heightFieldName;
                 return false;
             }
-            FieldPtr const codes = grid->getCartesianRepresentation()->findField(cellTypeFieldName);
+            FieldPtr const codes = representation->findField(cellTypeFieldName);
             if (!codes) {
                 message = "Found no cell type field:" + cellTypeFieldName;
                 return false;

@@ -22,7 +22,6 @@ using FieldPtr = Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>>;
 struct Run {
     std::string message;
     std::string const& heightField;
-    std::string const& gridName;
     Lumen::StrongPtr<Lumen::LoaderProgress> const& progress;
     std::vector<Tensa::PhysicalSpace::point> vertices;
     std::vector<Velum::Triangle> triangles;
@@ -37,8 +36,7 @@ void triangulateFragmentAt(Run& run, Velum::Field const& positions, Velum::Regul
     }
     if (run.progress) {
         auto const& counts = height.getFragmentCounts();
-        auto const linear = index[0] + index[1] * counts[0] + index[2] * counts[0] * counts[1];
-        run.progress->report("Applying Sobel to current Fragment #", static_cast<std::uint32_t>(linear),
+        run.progress->report("Applying Sobel to current Fragment #", static_cast<std::uint32_t>(index.linear(counts)),
                              static_cast<std::uint32_t>(counts.product()));
     }
     Lumen::StrongPtr<Velum::MemArray<3, unsigned char>> const types = codes.getData(fragment);
@@ -94,7 +92,7 @@ std::string raster3DtoTri(Velum::BundlePtr& source, Velum::BundlePtr& target, st
     if (!source.isBound()) {
         return frame::BUNDLE_REFUSED;
     }
-    Run run{"", fieldName, gridName, progress, {}, {}};
+    Run run{"", fieldName, progress, {}, {}};
     frame::forEachSliceAt(*source, time, frame::TimeMatch::Exact, frame::SliceLog::Silent,
                           [&](Velum::Slice const& slice) {
                               frame::forEachGrid(slice, gridName, [&](std::string const& name, auto const& grid) {
@@ -109,7 +107,8 @@ std::string raster3DtoTri(Velum::BundlePtr& source, Velum::BundlePtr& target, st
     }
     auto const vertexCount = run.vertices.size();
     auto const triangleCount = run.triangles.size();
-    auto const vertices = Lumen::makeStrong<Velum::VertexArray>(Velum::MultiIndex<1>(vertexCount), std::move(run.vertices));
+    auto const vertices =
+        Lumen::makeStrong<Velum::VertexArray>(Velum::MultiIndex<1>(vertexCount), std::move(run.vertices));
     auto const triangles =
         Lumen::makeStrong<Velum::TriangleArray>(Velum::MultiIndex<1>(triangleCount), std::move(run.triangles));
     auto const surface = (*target)[time]->newGrid(surfaceName);

@@ -33,7 +33,6 @@ public:
     T* getPointer() const { return object_.get(); }
     explicit operator bool() const { return object_ != nullptr; }
     bool valid() const { return object_ != nullptr; }
-    long useCount() const { return object_.use_count(); }
     void reset() { object_.reset(); }
 
     std::shared_ptr<T> const& shared() const { return object_; }

@@ -14,7 +14,6 @@ namespace Velum {
 class MemBase : public Lumen::Cacheable {
 public:
     virtual std::vector<std::uint64_t> extents() const = 0;
-    std::size_t rank() const { return extents().size(); }
 
     // Widens a value range by the data's values: scalars along the first axis,
     // points along all three. Data of other kinds leave the range alone.
