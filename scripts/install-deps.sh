@@ -11,6 +11,12 @@ packages=(
   libgmock-dev
   libbenchmark-dev
   binutils
+  libgdal-dev
+  gdal-bin
+  libcli11-dev
+  libassimp-dev
+  libopencv-imgproc-dev
+  libopencv-core-dev
 )
 
 missing=()
