@@ -1,5 +1,9 @@
 # Warning and sanitizer flags shared by every target of the project.
 add_library(rastrum_compiler_options INTERFACE)
+# GCC fuses a * b + c into one rounding by default in C++ wherever the target
+# has fused multiply-add (as the kernels' AVX-512 paths do); the kernels must
+# round every product and sum on its own.
+target_compile_options(rastrum_compiler_options INTERFACE -ffp-contract=off)
 target_compile_options(rastrum_compiler_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
   -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual)

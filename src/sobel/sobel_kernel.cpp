@@ -1,8 +1,12 @@
 #include "sobel/sobel_kernel.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
+#include <vector>
+
+#include "simd/lanes.hpp"
 
 namespace Rastrum {
 namespace {
@@ -38,17 +42,152 @@ GradientSums stencil(float const* height, unsigned char const* cellTypes, std::u
     return sums;
 }
 
+// One row of heights as the products every stencil takes from it: the
+// single-precision products with 3, 10 and 0 widened to double, and an
+// all-ones mask where the cell type is flagged. Every stencil weight is one of
+// these products or its negation, and negating is exact.
+struct RowProducts {
+    std::vector<double> three;
+    std::vector<double> ten;
+    std::vector<double> zero;
+    std::vector<long long> flagged;
+
+    explicit RowProducts(std::uint64_t nx) : three(nx), ten(nx), zero(nx), flagged(nx) {}
+};
+
+struct Layer {
+    float const* height;
+    unsigned char const* cellTypes;
+    std::uint64_t nx;
+    std::uint64_t ny;
+    simd::CodeSet const* flagged;
+    float* magnitude;
+};
+
+template <int W>
+[[gnu::always_inline]] inline void fillRow(Layer const& layer, std::uint64_t row, RowProducts& out) {
+    using Floats = typename simd::Lanes<W>::Floats;
+    using Doubles = typename simd::Lanes<W>::Doubles;
+    float const* h = layer.height + row * layer.nx;
+    unsigned char const* codes = layer.cellTypes + row * layer.nx;
+    std::uint64_t x = 0;
+    for (; x + W <= layer.nx; x += W) {
+        Floats v;
+        simd::load(v, h + x);
+        Floats const three = 3.0f * v;
+        Floats const ten = 10.0f * v;
+        Floats const zero = 0.0f * v;
+        simd::store(out.three.data() + x, __builtin_convertvector(three, Doubles));
+        simd::store(out.ten.data() + x, __builtin_convertvector(ten, Doubles));
+        simd::store(out.zero.data() + x, __builtin_convertvector(zero, Doubles));
+    }
+    for (; x < layer.nx; ++x) {
+        out.three[x] = static_cast<double>(3.0f * h[x]);
+        out.ten[x] = static_cast<double>(10.0f * h[x]);
+        out.zero[x] = static_cast<double>(0.0f * h[x]);
+    }
+    simd::markMembers<W>(*layer.flagged, codes, layer.nx, out.flagged.data());
+}
+
+// Magnitudes of W neighbouring interior points whose stencils start at column
+// a of the three rows. Each lane adds the same products in the same order as
+// the scalar stencil and stops adding at its first flagged neighbour.
+template <int W>
+[[gnu::always_inline]] inline void stencilLanes(std::array<RowProducts const*, 3> const& rows, std::uint64_t a,
+                                                float* out) {
+    using Doubles = typename simd::Lanes<W>::Doubles;
+    using Masks = typename simd::Lanes<W>::Masks;
+    using Floats = typename simd::Lanes<W>::Floats;
+    Doubles sumX{};
+    Doubles sumY{};
+    Masks alive = Masks{} - 1;
+#pragma GCC unroll 3
+    for (std::size_t j = 0; j < 3; ++j) {
+        RowProducts const& row = *rows[j];
+        // Weight in x for column i: +k, 0, -k with k = 3, 10, 3 by row; in y
+        // for row j: +k, 0, -k with k = 3, 10, 3 by column.
+        std::vector<double> const& rowWeight = j == 1 ? row.ten : row.three;
+#pragma GCC unroll 3
+        for (std::size_t i = 0; i < 3; ++i) {
+            Masks flag;
+            simd::load(flag, row.flagged.data() + a + i);
+            alive &= ~flag;
+            Doubles x;
+            simd::load(x, (i == 1 ? row.zero : rowWeight).data() + a + i);
+            sumX = alive ? (i == 2 ? sumX - x : sumX + x) : sumX;
+            Doubles y;
+            simd::load(y, (j == 1 ? row.zero : (i == 1 ? row.ten : row.three)).data() + a + i);
+            sumY = alive ? (j == 2 ? sumY - y : sumY + y) : sumY;
+        }
+    }
+    Doubles magnitude = sumX * sumX + sumY * sumY;
+    simd::sqrtLanes(magnitude);
+    simd::store(out, __builtin_convertvector(magnitude, Floats));
+}
+
+template <int W>
+[[gnu::always_inline]] inline void interiorRows(Layer const& layer, CellTypeTable const& flagged) {
+    auto const nx = layer.nx;
+    std::array<RowProducts, 3> ring{RowProducts(nx), RowProducts(nx), RowProducts(nx)};
+    fillRow<W>(layer, 0, ring[0]);
+    fillRow<W>(layer, 1, ring[1]);
+    for (std::uint64_t b = 0; b + 2 < layer.ny; ++b) {
+        fillRow<W>(layer, b + 2, ring[(b + 2) % 3]);
+        std::array<RowProducts const*, 3> const rows{&ring[b % 3], &ring[(b + 1) % 3], &ring[(b + 2) % 3]};
+        float* out = layer.magnitude + (b + 1) * nx + 1;
+        std::uint64_t a = 0;
+        for (; a + W + 2 <= nx; a += W) {
+            stencilLanes<W>(rows, a, out + a);
+        }
+        for (; a + 2 < nx; ++a) {
+            auto const sums = stencil(layer.height, layer.cellTypes, nx, layer.ny, a, b, 0, flagged);
+            out[a] = static_cast<float>(sums.magnitude());
+        }
+    }
+}
+
+[[gnu::target("avx512f")]] void interiorRowsAvx512(Layer const& layer, CellTypeTable const& flagged) {
+    interiorRows<8>(layer, flagged);
+}
+[[gnu::target("avx2")]] void interiorRowsAvx2(Layer const& layer, CellTypeTable const& flagged) {
+    interiorRows<4>(layer, flagged);
+}
+void interiorRowsBaseline(Layer const& layer, CellTypeTable const& flagged) { interiorRows<2>(layer, flagged); }
+
+// Zero on the first and last row and column of a layer, which have no stencil.
+void zeroBorder(float* magnitude, std::uint64_t nx, std::uint64_t ny) {
+    if (nx == 0 || ny == 0) {
+        return;
+    }
+    std::fill_n(magnitude, nx, 0.0f);
+    std::fill_n(magnitude + (ny - 1) * nx, nx, 0.0f);
+    for (std::uint64_t b = 1; b + 1 < ny; ++b) {
+        magnitude[b * nx] = 0.0f;
+        magnitude[b * nx + nx - 1] = 0.0f;
+    }
+}
+
 } // namespace
 
 void sobelMagnitude(float const* height, unsigned char const* cellTypes, std::uint64_t nx, std::uint64_t ny,
                     std::uint64_t nz, CellTypeTable const& flagged, float* magnitude) {
-    std::fill_n(magnitude, nx * ny * nz, 0.0f);
+    simd::CodeSet const isFlagged(flagged);
+    auto const interior = [] {
+        switch (simd::instructionSet()) {
+        case simd::InstructionSet::Avx512:
+            return &interiorRowsAvx512;
+        case simd::InstructionSet::Avx2:
+            return &interiorRowsAvx2;
+        case simd::InstructionSet::Baseline:
+            break;
+        }
+        return &interiorRowsBaseline;
+    }();
     for (std::uint64_t c = 0; c < nz; ++c) {
-        for (std::uint64_t b = 0; b + 2 < ny; ++b) {
-            for (std::uint64_t a = 0; a + 2 < nx; ++a) {
-                auto const sums = stencil(height, cellTypes, nx, ny, a, b, c, flagged);
-                magnitude[(c * ny + b + 1) * nx + a + 1] = static_cast<float>(sums.magnitude());
-            }
+        auto const offset = c * nx * ny;
+        zeroBorder(magnitude + offset, nx, ny);
+        if (nx >= 3 && ny >= 3) {
+            interior(Layer{height + offset, cellTypes + offset, nx, ny, &isFlagged, magnitude + offset}, flagged);
         }
     }
 }

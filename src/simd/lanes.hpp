@@ -1,0 +1,89 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <immintrin.h>
+
+#include "frame/cell_types.hpp"
+
+// Fixed-width lanes for the kernels' inner loops, on GCC's vector extensions.
+// A kernel writes its loop once as a template on the lane count W and
+// instantiates it inside one function per instruction set (target attribute);
+// the helpers are always inlined into those functions, so vectors never cross
+// a call boundary and take out-parameters instead of return values.
+namespace Rastrum::simd {
+
+template <int W>
+struct Lanes {
+    typedef double Doubles __attribute__((vector_size(8 * W)));
+    typedef long long Masks __attribute__((vector_size(8 * W)));
+    typedef float Floats __attribute__((vector_size(4 * W)));
+    typedef signed char Bytes __attribute__((vector_size(W)));
+};
+
+// Unaligned load and store of one vector.
+template <class V, class T>
+[[gnu::always_inline]] inline void load(V& v, T const* from) {
+    std::memcpy(&v, from, sizeof v);
+}
+template <class V, class T>
+[[gnu::always_inline]] inline void store(T* to, V const& v) {
+    std::memcpy(to, &v, sizeof v);
+}
+
+// Correctly rounded square roots, lane by lane.
+inline void sqrtLanes(Lanes<2>::Doubles& x) { x = _mm_sqrt_pd(x); }
+[[gnu::target("avx2")]] inline void sqrtLanes(Lanes<4>::Doubles& x) { x = _mm256_sqrt_pd(x); }
+// (The masked form: GCC 12's unmasked one reads an uninitialised register.)
+[[gnu::target("avx512f")]] inline void sqrtLanes(Lanes<8>::Doubles& x) { x = _mm512_mask_sqrt_pd(x, 0xff, x); }
+
+// The codes of a cell-type table, listed for comparing many cells at once
+// when they are few.
+struct CodeSet {
+    static constexpr unsigned FEW = 8;
+    std::array<long long, 256> mask{}; // all ones for a member code
+    std::array<unsigned char, FEW> few{};
+    unsigned count = 0;
+
+    explicit CodeSet(CellTypeTable const& table) {
+        for (unsigned code = 0; code < mask.size(); ++code) {
+            if (table[code]) {
+                mask[code] = -1;
+                if (count < FEW) {
+                    few[count] = static_cast<unsigned char>(code);
+                }
+                ++count;
+            }
+        }
+    }
+};
+
+// marks[x] = all ones where codes[x] is in the set, 0 elsewhere.
+template <int W>
+[[gnu::always_inline]] inline void markMembers(CodeSet const& set, unsigned char const* codes, std::uint64_t n,
+                                               long long* marks) {
+    using Bytes = typename Lanes<W>::Bytes;
+    using Masks = typename Lanes<W>::Masks;
+    std::uint64_t x = 0;
+    if (set.count <= CodeSet::FEW) {
+        for (; x + W <= n; x += W) {
+            Bytes v;
+            load(v, codes + x);
+            Bytes member{};
+            for (unsigned k = 0; k < set.count; ++k) {
+                member |= v == static_cast<signed char>(set.few[k]);
+            }
+            store(marks + x, __builtin_convertvector(member, Masks));
+        }
+    }
+    for (; x < n; ++x) {
+        marks[x] = set.mask[codes[x]];
+    }
+}
+
+// The widest instruction set this processor runs, checked once.
+enum class InstructionSet { Baseline, Avx2, Avx512 };
+InstructionSet instructionSet();
+
+} // namespace Rastrum::simd
