@@ -46,7 +46,7 @@ void smoothPass(SmoothingRequest const& request) {
         }
         auto const& size = input->Size();
         FragmentShape const shape{size[0], size[1], size[2]};
-        auto const result = Lumen::makeStrong<Velum::MemArray<3, T>>(size);
+        auto const result = Lumen::makeStrong<Velum::MemArray<3, T>>(size, Velum::uninitialised);
         if (request.gaussianOnly) {
             gaussianFilter(input->data(), codes->data(), shape, request.windowSize, request.sigmaSpatial,
                            cellTypes.HOLE_CELL_TYPES, result->data());

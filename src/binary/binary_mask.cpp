@@ -12,11 +12,11 @@ void binaryMask(std::span<unsigned char const> codes, std::span<float> mask, Cel
     for (unsigned code = 0; code < valueOf.size(); ++code) {
         valueOf[code] = selected[code] ? 1.0f : 0.0f;
     }
-    std::fill(mask.begin(), mask.end(), 0.0f);
     std::size_t const n = std::min(codes.size(), mask.size());
     for (std::size_t p = 0; p < n; ++p) {
         mask[p] = valueOf[codes[p]];
     }
+    std::fill(mask.begin() + static_cast<std::ptrdiff_t>(n), mask.end(), 0.0f);
 }
 
 } // namespace Rastrum

@@ -31,7 +31,7 @@ struct WalkRequest {
     Lumen::StrongPtr<Lumen::LoaderProgress> progress;
 };
 
-// Fills the result array of one fragment from its input array.
+// Fills every element of the result array of one fragment from its input array.
 template <class Kernel, class In, class Out>
 concept FragmentKernel = requires(Kernel kernel, Velum::MemArray<3, In> const& in, Velum::MemArray<3, Out>& out) {
     kernel(in, out);
@@ -62,7 +62,7 @@ void computeFragments(Velum::FragmentedUniformGrid3D const& view, Velum::Field c
         if (!data) {
             return;
         }
-        auto const out = Lumen::makeStrong<Velum::MemArray<3, Out>>(data->Size(), creator);
+        auto const out = Lumen::makeStrong<Velum::MemArray<3, Out>>(data->Size(), Velum::uninitialised, creator);
         kernel(*data, *out);
         underFrameworkLock([&] {
             result.setPersistentData(out, fragment, Lumen::Cache::MemCache());

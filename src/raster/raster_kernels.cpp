@@ -1,5 +1,6 @@
 #include "raster/raster_kernels.hpp"
 
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 
@@ -17,11 +18,21 @@ using Arithmetic =
                            std::is_same_v<In, unsigned long long>,
                        In, std::int64_t>;
 
+// A cell-type table as one flag per byte value, for branch-free lookups.
+std::array<bool, 256> flagsOf(CellTypeTable const& table) {
+    std::array<bool, 256> flags{};
+    for (unsigned code = 0; code < flags.size(); ++code) {
+        flags[code] = table[code];
+    }
+    return flags;
+}
+
 template <class In, class Combine>
 void combineEach(In const* a, In const* b, unsigned char* mask, RasterResult<In>* out, std::size_t count,
                  CellTypeTable const& hole, Combine combine) {
+    auto const isHole = flagsOf(hole);
     for (std::size_t i = 0; i < count; ++i) {
-        out[i] = hole[mask[i]] ? RasterResult<In>(0) : combine(a[i], b[i], mask[i]);
+        out[i] = isHole[mask[i]] ? RasterResult<In>(0) : combine(a[i], b[i], mask[i]);
     }
 }
 
@@ -63,8 +74,9 @@ void combineRasters(Operandi::Operation operation, In const* a, In const* b, uns
 
 void mergeCellTypes(unsigned char const* first, unsigned char const* second, unsigned char* mask, std::size_t count,
                     CellTypeTable const& data) {
+    auto const isData = flagsOf(data);
     for (std::size_t i = 0; i < count; ++i) {
-        mask[i] = !data[first[i]] || !data[second[i]] ? 1 : 0;
+        mask[i] = isData[first[i]] && isData[second[i]] ? 0 : 1;
     }
 }
 

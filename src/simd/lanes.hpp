@@ -35,8 +35,42 @@ template <class V, class T>
 // Correctly rounded square roots, lane by lane.
 inline void sqrtLanes(Lanes<2>::Doubles& x) { x = _mm_sqrt_pd(x); }
 [[gnu::target("avx2")]] inline void sqrtLanes(Lanes<4>::Doubles& x) { x = _mm256_sqrt_pd(x); }
-// (The masked form: GCC 12's unmasked one reads an uninitialised register.)
+// The AVX-512 form is the masked one: GCC 12's unmasked one reads an
+// uninitialised register.
 [[gnu::target("avx512f")]] inline void sqrtLanes(Lanes<8>::Doubles& x) { x = _mm512_mask_sqrt_pd(x, 0xff, x); }
+
+// Float to double and back, lane by lane (GCC's generic conversion splits the
+// wide ones into halves). The AVX-512 forms are the zero-masked ones for the
+// reason given at sqrtLanes.
+inline void widen(Lanes<2>::Doubles& to, Lanes<2>::Floats const& from) {
+    __m128 wide;
+    std::memcpy(&wide, &from, sizeof from);
+    to = _mm_cvtps_pd(wide);
+}
+[[gnu::target("avx2")]] inline void widen(Lanes<4>::Doubles& to, Lanes<4>::Floats const& from) {
+    to = _mm256_cvtps_pd(from);
+}
+[[gnu::target("avx512f")]] inline void widen(Lanes<8>::Doubles& to, Lanes<8>::Floats const& from) {
+    to = _mm512_maskz_cvtps_pd(0xff, from);
+}
+inline void narrow(Lanes<2>::Floats& to, Lanes<2>::Doubles const& from) {
+    __m128 const narrowed = _mm_cvtpd_ps(from);
+    std::memcpy(&to, &narrowed, sizeof to);
+}
+[[gnu::target("avx2")]] inline void narrow(Lanes<4>::Floats& to, Lanes<4>::Doubles const& from) {
+    to = _mm256_cvtpd_ps(from);
+}
+[[gnu::target("avx512f")]] inline void narrow(Lanes<8>::Floats& to, Lanes<8>::Doubles const& from) {
+    to = _mm512_maskz_cvtpd_ps(0xff, from);
+}
+
+// Each lane rounded to the nearest float, kept as a double.
+template <int W>
+[[gnu::always_inline]] inline void roundToFloat(typename Lanes<W>::Doubles& x) {
+    typename Lanes<W>::Floats f;
+    narrow(f, x);
+    widen(x, f);
+}
 
 // The codes of a cell-type table, listed for comparing many cells at once
 // when they are few.

@@ -77,9 +77,13 @@ template <int W>
         Floats const three = 3.0f * v;
         Floats const ten = 10.0f * v;
         Floats const zero = 0.0f * v;
-        simd::store(out.three.data() + x, __builtin_convertvector(three, Doubles));
-        simd::store(out.ten.data() + x, __builtin_convertvector(ten, Doubles));
-        simd::store(out.zero.data() + x, __builtin_convertvector(zero, Doubles));
+        Doubles wide;
+        simd::widen(wide, three);
+        simd::store(out.three.data() + x, wide);
+        simd::widen(wide, ten);
+        simd::store(out.ten.data() + x, wide);
+        simd::widen(wide, zero);
+        simd::store(out.zero.data() + x, wide);
     }
     for (; x < layer.nx; ++x) {
         out.three[x] = static_cast<double>(3.0f * h[x]);
@@ -122,7 +126,9 @@ template <int W>
     }
     Doubles magnitude = sumX * sumX + sumY * sumY;
     simd::sqrtLanes(magnitude);
-    simd::store(out, __builtin_convertvector(magnitude, Floats));
+    Floats narrowed;
+    simd::narrow(narrowed, magnitude);
+    simd::store(out, narrowed);
 }
 
 template <int W>

@@ -69,7 +69,7 @@ void sobelFragment(SobelGrid const& grid, Velum::MultiIndex<3> const& index, dou
         return;
     }
     auto const magnitude =
-        frame::underFrameworkLock([&] { return Lumen::makeStrong<Velum::MemArray<3, float>>(size); });
+        frame::underFrameworkLock([&] { return Lumen::makeStrong<Velum::MemArray<3, float>>(size, Velum::uninitialised); });
     sobelMagnitude(inputs.height->data(), inputs.cellTypes->data(), size[0], size[1], size[2],
                    cellTypes.HOLE_CELL_TYPES, magnitude->data());
     grid.result->setPersistentData(magnitude, inputs.fragment, Lumen::Cache::MemCache());

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <span>
 #include <type_traits>
 #include <string>
@@ -18,17 +20,51 @@ namespace Velum {
 
 class CreativeArrayBase;
 
+// Asks a MemArray to leave its elements as they come from the allocator, for
+// results that a kernel overwrites entirely: the zero-fill would be a wasted
+// pass over memory.
+struct Uninitialised {};
+inline constexpr Uninitialised uninitialised{};
+
+// An allocator that default-initialises elements constructed without
+// arguments, so that arithmetic elements are not zeroed.
+template <class T>
+struct DefaultInitAllocator : std::allocator<T> {
+    template <class U>
+    struct rebind {
+        using other = DefaultInitAllocator<U>;
+    };
+    DefaultInitAllocator() = default;
+    template <class U>
+    DefaultInitAllocator(DefaultInitAllocator<U> const&) {}
+
+    template <class U, class... Args>
+    void construct(U* at, Args&&... args) {
+        if constexpr (sizeof...(Args) == 0) {
+            ::new (static_cast<void*>(at)) U;
+        } else {
+            ::new (static_cast<void*>(at)) U(std::forward<Args>(args)...);
+        }
+    }
+};
+
 // An N-dimensional array of T with contiguous storage, first index fastest.
 // It remembers the creator it was made for.
 template <std::size_t N, class T>
 class MemArray final : public MemBase {
 public:
+    // Elements value-initialised (zero for arithmetic types).
     explicit MemArray(MultiIndex<N> const& size, Lumen::WeakPtr<CreativeArrayBase> creator = {})
+        : size_(size), values_(size.product(), T{}), creator_(std::move(creator)) {}
+
+    // Arithmetic elements left indeterminate: the caller writes every one.
+    MemArray(MultiIndex<N> const& size, Uninitialised, Lumen::WeakPtr<CreativeArrayBase> creator = {})
         : size_(size), values_(size.product()), creator_(std::move(creator)) {}
 
-    // Takes over values already in memory order; they must fill the extents.
-    MemArray(MultiIndex<N> const& size, std::vector<T>&& values) : size_(size), values_(std::move(values)) {
-        values_.resize(size.product());
+    // Takes the values in memory order; missing ones are value-initialised.
+    MemArray(MultiIndex<N> const& size, std::vector<T>&& values)
+        : size_(size), values_(std::make_move_iterator(values.begin()), std::make_move_iterator(values.end())) {
+        values_.resize(size.product(), T{});
     }
 
     MultiIndex<N> const& Size() const { return size_; }
@@ -71,7 +107,7 @@ public:
 
 private:
     MultiIndex<N> size_;
-    std::vector<T> values_;
+    std::vector<T, DefaultInitAllocator<T>> values_;
     Lumen::WeakPtr<CreativeArrayBase> creator_;
 };
 
