@@ -14,6 +14,7 @@
 #include "smoothing_reference.hpp"
 #include "support/capture.hpp"
 #include "support/grids.hpp"
+#include "support/instruction_sets.hpp"
 
 using testing_support::Index;
 
@@ -148,7 +149,10 @@ TYPED_TEST(SmoothingFilters, MatchTheReferenceOnRandomDataWithHoles) {
     struct Shape {
         std::uint64_t nx, ny, nz;
     };
-    for (auto const shape : {Shape{7, 5, 1}, Shape{4, 6, 3}, Shape{2, 2, 1}, Shape{9, 8, 2}, Shape{1, 7, 1}}) {
+    // Narrower than the window, one and two points wide, odd sizes, several
+    // layers, and rows long enough for full vector groups with a tail.
+    for (auto const shape : {Shape{7, 5, 1}, Shape{4, 6, 3}, Shape{2, 2, 1}, Shape{9, 8, 2}, Shape{1, 7, 1},
+                             Shape{2, 9, 1}, Shape{83, 9, 2}, Shape{157, 8, 1}}) {
         reference::Fragment<T> f{{}, {}, shape.nx, shape.ny, shape.nz};
         for (std::uint64_t p = 0; p < shape.nx * shape.ny * shape.nz; ++p) {
             f.values.push_back(value());
@@ -156,24 +160,28 @@ TYPED_TEST(SmoothingFilters, MatchTheReferenceOnRandomDataWithHoles) {
         }
         Rastrum::FragmentShape const s{shape.nx, shape.ny, shape.nz};
         double const sigmaRange = std::is_same_v<T, int> ? 4e5 : 0.3 * spread;
-        for (unsigned window : {3u, 5u}) {
-            std::vector<T> bilateral(f.values.size());
-            std::vector<T> gaussian(f.values.size());
-            Rastrum::bilateralFilter(f.values.data(), f.codes.data(), s, window, 1.3, sigmaRange,
-                                     tables.HOLE_CELL_TYPES, bilateral.data());
-            Rastrum::gaussianFilter(f.values.data(), f.codes.data(), s, window, 1.3, tables.HOLE_CELL_TYPES,
-                                    gaussian.data());
+        for (unsigned window : {3u, 5u, 7u}) {
             auto const expectedBilateral = reference::bilateral(f, window, 1.3, sigmaRange);
             auto const expectedGaussian = reference::gaussian(f, window, 1.3);
-            for (std::size_t p = 0; p < f.values.size(); ++p) {
-                if constexpr (std::is_floating_point_v<T>) {
-                    EXPECT_NEAR(bilateral[p], expectedBilateral[p], 1e-6 * std::abs(expectedBilateral[p]));
-                    EXPECT_NEAR(gaussian[p], expectedGaussian[p], 1e-6 * std::abs(expectedGaussian[p]));
-                } else {
-                    EXPECT_EQ(bilateral[p], expectedBilateral[p]) << "bilateral, window " << window << ", point " << p;
-                    EXPECT_EQ(gaussian[p], expectedGaussian[p]) << "gaussian, window " << window << ", point " << p;
+            testing_support::forEachInstructionSet([&](std::string const& set) {
+                std::vector<T> bilateral(f.values.size());
+                std::vector<T> gaussian(f.values.size());
+                Rastrum::bilateralFilter(f.values.data(), f.codes.data(), s, window, 1.3, sigmaRange,
+                                         tables.HOLE_CELL_TYPES, bilateral.data());
+                Rastrum::gaussianFilter(f.values.data(), f.codes.data(), s, window, 1.3, tables.HOLE_CELL_TYPES,
+                                        gaussian.data());
+                for (std::size_t p = 0; p < f.values.size(); ++p) {
+                    if constexpr (std::is_floating_point_v<T>) {
+                        EXPECT_NEAR(bilateral[p], expectedBilateral[p], 1e-6 * std::abs(expectedBilateral[p]))
+                            << set << ", bilateral, window " << window << ", point " << p;
+                    } else {
+                        EXPECT_EQ(bilateral[p], expectedBilateral[p])
+                            << set << ", bilateral, window " << window << ", point " << p;
+                    }
+                    EXPECT_EQ(gaussian[p], expectedGaussian[p])
+                        << set << ", gaussian, window " << window << ", point " << p;
                 }
-            }
+            });
         }
     }
 }

@@ -1,8 +1,12 @@
 #include "simd/lanes.hpp"
 
-namespace Rastrum::simd {
+#include <algorithm>
+#include <atomic>
 
-InstructionSet instructionSet() {
+namespace Rastrum::simd {
+namespace {
+
+InstructionSet supported() {
     static InstructionSet const found = [] {
         __builtin_cpu_init();
         if (__builtin_cpu_supports("avx512f")) {
@@ -15,5 +19,13 @@ InstructionSet instructionSet() {
     }();
     return found;
 }
+
+std::atomic<InstructionSet> cap{InstructionSet::Avx512};
+
+} // namespace
+
+InstructionSet instructionSet() { return std::min(supported(), cap.load(std::memory_order_relaxed)); }
+
+void capInstructionSet(InstructionSet limit) { cap.store(limit, std::memory_order_relaxed); }
 
 } // namespace Rastrum::simd

@@ -116,8 +116,13 @@ template <int W>
     }
 }
 
-// The widest instruction set this processor runs, checked once.
+// The widest instruction set the kernels use: what this processor runs,
+// checked once, unless capped lower.
 enum class InstructionSet { Baseline, Avx2, Avx512 };
 InstructionSet instructionSet();
+
+// Caps the instruction set the kernels use from now on (never above what the
+// processor runs), so that every path can be compared with the others.
+void capInstructionSet(InstructionSet cap);
 
 } // namespace Rastrum::simd
