@@ -7,20 +7,20 @@
 
 namespace bench {
 
-benchmark::internal::Benchmark* add(std::string const& name, Body body) {
-    return benchmark::RegisterBenchmark(name.c_str(), [body = std::move(body)](benchmark::State& state) { body(state); })
+void add(std::string const& name, Body body) {
+    benchmark::RegisterBenchmark(name.c_str(), [body = std::move(body)](benchmark::State& state) { body(state); })
         ->UseRealTime()
         ->MinTime(0.2)
+        ->Repetitions(3)
+        ->ReportAggregatesOnly(true)
         ->Unit(benchmark::kMillisecond);
 }
 
-bool addOnce(std::string const& name, Body const& body) {
+void addOnce(std::string const& name, Body const& body) {
     static std::set<std::string> registered;
-    if (!registered.insert(name).second) {
-        return false;
+    if (registered.insert(name).second) {
+        add(name, body);
     }
-    add(name, body);
-    return true;
 }
 
 std::string memcpyBound(std::uint64_t cells, unsigned traffic, int threads) {

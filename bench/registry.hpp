@@ -13,11 +13,12 @@ namespace bench {
 using Body = std::function<void(benchmark::State&)>;
 
 // Registers a benchmark timed in wall-clock time (the operations run
-// threads of their own) and run for at least 0.2 s or one iteration.
-benchmark::internal::Benchmark* add(std::string const& name, Body body);
+// threads of their own), repeated three times for at least 0.2 s or one
+// iteration each; the median, mean, deviation and variation are reported.
+void add(std::string const& name, Body body);
 
-// Registers `name` unless it already is; true when it was new.
-bool addOnce(std::string const& name, Body const& body);
+// Registers `name` unless it already is.
+void addOnce(std::string const& name, Body const& body);
 
 // The memcpy bound for `cells` cells of an operation that reads and writes
 // `traffic` bytes per cell: a copy of traffic / 2 bytes per cell (reading

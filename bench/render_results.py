@@ -38,20 +38,28 @@ TARGET_SIZE = 4096
 
 
 class Run:
+    """The rows of one run by name; a repeated benchmark is read through its
+    median, its spread through its coefficient of variation."""
+
     def __init__(self, path):
         with open(path) as f:
             data = json.load(f)
         self.context = data["context"]
         self.rows = {}
+        self.spread = {}
+        self.errors = {}
         for row in data["benchmarks"]:
-            if row.get("run_type", "iteration") == "iteration":
-                self.rows[SETTINGS.sub("", row["name"])] = row
+            name = SETTINGS.sub("", row.get("run_name", row["name"]))
+            if row.get("error_occurred"):
+                self.errors[name] = row.get("error_message", "")
+            elif row.get("run_type", "iteration") == "iteration" or row.get("aggregate_name") == "median":
+                self.rows[name] = row
+            elif row.get("aggregate_name") == "cv":
+                self.spread[name] = row.get("items_per_second")
 
     def rate(self, name):
         row = self.rows.get(name)
-        if not row or row.get("error_occurred"):
-            return None
-        return row.get("items_per_second")
+        return row.get("items_per_second") if row and name not in self.errors else None
 
     def references(self, name):
         label = self.rows[name].get("label", "")
@@ -63,6 +71,11 @@ class Run:
             match = MEASURED.match(name)
             if match and name.startswith(kind + "/"):
                 yield name, match
+
+    def cells_with_spread(self, name):
+        text = cells(self.rate(name))
+        spread = self.spread.get(name)
+        return f"{text} ±{100 * spread:.0f} %" if spread is not None and text != "—" else text
 
 
 def cells(rate):
@@ -112,7 +125,8 @@ def header(run, baseline):
         "## What is measured",
         "",
         "- Throughput is cells (grid points) per second, from wall-clock time "
-        "(Google Benchmark `items_per_second`); higher is better, so every ratio is ours / other.",
+        "(Google Benchmark `items_per_second`), the median of three repetitions; ± is their "
+        "coefficient of variation. Higher is better, so every ratio is ours / other.",
         "- Terrain: generated, square, float heights, smooth relief with noise; "
         f"{c.get('hole_cells', '?')} hole cells (codes 1 to 3, in patches and scattered), "
         "the rest codes 0 or 4. Sizes 512², 2048², 4096²; one fragment, or fragments of "
@@ -155,7 +169,8 @@ def targets(run):
             wanted = (f"≥ {peer_label(run.references(name)[0]) if name in run.rows else 'peer'}"
                       if against == "peer" else f"≥ {least:g} x memcpy bound")
             if name not in run.rows:
-                lines.append(f"| {operation} {wanted} | {layout(match)} | — | — | — | not measured |")
+                state = "failed" if name in run.errors else "not measured"
+                lines.append(f"| {operation} {wanted} | {layout(match)} | — | — | — | {state} |")
                 continue
             peer, bound = run.references(name)
             reference = run.rate(peer if against == "peer" else bound)
@@ -185,7 +200,7 @@ def operation_tables(run, baseline):
         for name, match in rows:
             peer, bound = run.references(name)
             ours = run.rate(name)
-            cells_row = [match["size"], layout(match), cells(ours), peer_label(peer), cells(run.rate(peer)),
+            cells_row = [match["size"], layout(match), run.cells_with_spread(name), peer_label(peer), cells(run.rate(peer)),
                          ratio(ours, run.rate(peer)), cells(run.rate(bound)), ratio(ours, run.rate(bound))]
             if baseline:
                 before = baseline.rate(name)
@@ -205,7 +220,7 @@ def kernel_table(run, baseline):
     for name, match in run.measured("Kernel"):
         peer, bound = run.references(name)
         ours = run.rate(name)
-        row = [match["what"], match["size"], f"{run.rows[name].get('bytes_per_cell', 0):g}", cells(ours), peer_label(peer), cells(run.rate(peer)),
+        row = [match["what"], match["size"], f"{run.rows[name].get('bytes_per_cell', 0):g}", run.cells_with_spread(name), peer_label(peer), cells(run.rate(peer)),
                ratio(ours, run.rate(peer)), cells(run.rate(bound)), ratio(ours, run.rate(bound))]
         if baseline:
             before = baseline.rate(name)
@@ -215,10 +230,9 @@ def kernel_table(run, baseline):
 
 
 def failures(run):
-    failed = [(name, row.get("error_message", "")) for name, row in run.rows.items() if row.get("error_occurred")]
-    if not failed:
+    if not run.errors:
         return []
-    return ["", "## Failed benchmarks", ""] + [f"- `{name}`: {message}" for name, message in failed]
+    return ["", "## Failed benchmarks", ""] + [f"- `{name}`: {message}" for name, message in run.errors.items()]
 
 
 def main():

@@ -21,8 +21,8 @@ struct Survey {
 // A later epoch has a slide of a few metres, other noise and other holes.
 Survey generateSurvey(std::uint64_t n, unsigned epoch);
 
-// A cube of n^3 16-bit markers, x fastest: two labelled bodies (about 9 % of
-// the volume) and scattered single markers.
+// A cube of n^3 16-bit markers, x fastest: two labelled bodies and scattered
+// single markers, about 5 % of the volume.
 std::vector<unsigned short> generateMarkers(std::uint64_t n);
 
 } // namespace bench

@@ -25,6 +25,7 @@ if $baseline && [ -n "$filter" ]; then
 fi
 
 scripts/install-deps.sh
+/usr/bin/python3 bench/render_results_test.py --quiet
 cmake --preset bench
 cmake --build --preset bench -j2
 
