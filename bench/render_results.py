@@ -118,8 +118,9 @@ def header(run, baseline):
     ]
     if load >= 0.5:
         lines.append("- **Preliminary**: the machine was busy with other work during the run "
-                     "(other builds share its cores), so the figures are noisy, the threaded ones most. "
-                     "Rerun on an idle machine for figures to quote.")
+                     "(other builds share its cores), so the figures are noisy. The threaded rows and "
+                     "their two-thread memcpy bounds suffer most: each parallel region waits until the "
+                     "busy second core runs its thread. Rerun on an idle machine for figures to quote.")
     lines += [
         "",
         "## What is measured",
