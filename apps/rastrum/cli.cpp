@@ -188,6 +188,12 @@ int runCommandLine(int argc, char** argv) {
                "a --fragment-size as large as the volume avoids them.\n"
                "Example:\n  rastrum iso markers.tif density.tif");
 
+    // CLI11 would only say that a subcommand is required.
+    auto const named = [&](CLI::App const* command) { return command->get_name() == argv[1]; };
+    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
+        std::cerr << "rastrum: unknown subcommand '" << argv[1] << "'; run rastrum --help for the list\n";
+        return BadInput;
+    }
     auto arguments = withFormatSpelling(argc, argv);
     try {
         app.parse(static_cast<int>(arguments.size()), arguments.data());
