@@ -20,7 +20,6 @@ public:
     AtomicOutput& operator=(AtomicOutput const&) = delete;
     ~AtomicOutput();
 
-    std::filesystem::path const& target() const { return target_; }
     std::filesystem::path const& tmpPath() const { return tmpPath_; }
     void commit();
 

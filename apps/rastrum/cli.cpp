@@ -104,6 +104,7 @@ int runCommandLine(int argc, char** argv) {
                  "rastrum");
     app.set_version_flag("--version", std::string(RASTRUM_VERSION));
     app.require_subcommand(1);
+    app.footer("Example:\n  rastrum sobel dem.tif gradient.tif\nrastrum SUBCOMMAND --help shows a subcommand's options.");
 
     Common common;
     InputArgs input;

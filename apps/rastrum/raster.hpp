@@ -25,7 +25,6 @@ struct Raster {
     std::uint32_t bands = 1;
     std::vector<T> values;
 
-    std::size_t cellsPerBand() const { return std::size_t{width} * height; }
     std::size_t index(std::uint32_t column, std::uint32_t row, std::uint32_t band = 0) const {
         return column + std::size_t{width} * (row + std::size_t{height} * band);
     }

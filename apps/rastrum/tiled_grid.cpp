@@ -90,16 +90,14 @@ GridPlacement placementOf(Georeference const& georef, std::uint32_t rows, std::s
 
 TiledGrid::TiledGrid(std::array<std::uint32_t, 3> shape, GridPlacement const& placement, std::uint64_t fragmentSize,
                      std::uint64_t overlap)
-    : points_(shape[0], shape[1], shape[2]),
-      step_(fragmentSize - std::min(overlap, fragmentSize), fragmentSize - std::min(overlap, fragmentSize),
-            std::uint64_t{std::max(shape[2], 1u)}),
+    : layout_(layoutOf(shape, placement, fragmentSize, overlap)),
+      step_(fragmentSize - overlap, fragmentSize - overlap, layout_.pointsPerFragment[2]),
       northUp_(placement.northUp),
-      builder_(layoutOf(shape, placement, fragmentSize, overlap)) {
-    auto const layout = layoutOf(shape, placement, fragmentSize, overlap);
+      builder_(layout_) {
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        owned_[axis] = ownedRanges(points_[axis], fragmentCounts()[axis], layout.pointsPerFragment[axis], step_[axis]);
+        owned_[axis] = ownedRanges(layout_.points[axis], fragmentCounts()[axis], layout_.pointsPerFragment[axis], step_[axis]);
     }
-    setLayoutAttributes(*grid(), layout, fragmentCounts());
+    setLayoutAttributes(*grid(), layout_, fragmentCounts());
 }
 
 } // namespace rastrum_host

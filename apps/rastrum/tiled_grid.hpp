@@ -53,8 +53,6 @@ public:
 
     Lumen::StrongPtr<Velum::Grid> const& grid() const { return builder_.grid(); }
     Index const& fragmentCounts() const { return builder_.fragmentCounts(); }
-    Index fragmentSize(Index const& fragment) const { return builder_.fragmentSize(fragment); }
-    std::uint64_t pointCount() const { return points_.product(); }
 
     template <class T>
     void addField(std::string const& name, std::span<T const> valuesInFileOrder) const {
@@ -66,7 +64,7 @@ public:
     // that fragment has no data.
     template <class T>
     std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing) const {
-        std::vector<T> values(points_.product(), missing);
+        std::vector<T> values(layout_.points.product(), missing);
         if (fragmentCounts().product() == 0) {
             return values;
         }
@@ -92,16 +90,16 @@ public:
         return values;
     }
 
+private:
     // Position of a grid point's cell in file order.
     std::size_t fileIndex(Index const& p) const {
-        auto const row = northUp_ ? points_[1] - 1 - p[1] : p[1];
-        return p[0] + points_[0] * (row + points_[1] * p[2]);
+        auto const row = northUp_ ? layout_.points[1] - 1 - p[1] : p[1];
+        return p[0] + layout_.points[0] * (row + layout_.points[1] * p[2]);
     }
-
-private:
+    Index fragmentSize(Index const& fragment) const { return builder_.fragmentSize(fragment); }
     std::uint64_t start(Index const& fragment, std::size_t axis) const { return fragment[axis] * step_[axis]; }
 
-    Index points_;
+    Velum::UniformGridLayout layout_;
     Index step_;
     bool northUp_;
     Velum::UniformGridBuilder builder_;
