@@ -56,23 +56,18 @@ inline Velum::UniformGridBuilder directGrid(RasterSpec const& spec, std::uint64_
     return builder;
 }
 
-// A field of a direct grid in file order, as doubles.
+// A field of a direct grid in file order (rows reversed in every layer), as doubles.
 template <class T>
 std::vector<double> inFileOrder(Velum::UniformGridBuilder const& builder, Velum::RegularlyFragmentedField<3> const& field,
                                 T missing) {
-    auto const size = builder.positions()->getData() ? Lumen::StrongPtr<Velum::UniformCartesianArray>(
-                                                           builder.positions()->getData())->Size()
-                                                     : testing_support::Index();
     auto const values = testing_support::gather<T>(builder, field, missing);
+    testing_support::Index const size =
+        Lumen::StrongPtr<Velum::UniformCartesianArray>(builder.positions()->getData())->Size();
     std::vector<double> file(values.size());
-    for (std::uint64_t z = 0; z < size[2]; ++z) {
-        for (std::uint64_t y = 0; y < size[1]; ++y) {
-            for (std::uint64_t x = 0; x < size[0]; ++x) {
-                file[x + size[0] * ((size[1] - 1 - y) + size[1] * z)] =
-                    static_cast<double>(values[x + size[0] * (y + size[1] * z)]);
-            }
-        }
-    }
+    testing_support::Index p;
+    do {
+        file[p[0] + size[0] * ((size[1] - 1 - p[1]) + size[1] * p[2])] = static_cast<double>(values[p.linear(size)]);
+    } while (p.inc(size));
     return file;
 }
 
