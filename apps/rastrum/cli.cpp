@@ -1,0 +1,243 @@
+#include "cli.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "commands.hpp"
+#include "console_route.hpp"
+#include "errors.hpp"
+
+namespace rastrum_host {
+namespace {
+
+int constexpr BadInput = 2;
+
+// Options every subcommand but info shares.
+struct Common {
+    Tiling tiling;
+    std::uint64_t overlap = 0;
+    std::string logPath;
+    bool quiet = false;
+};
+
+// A finite number in [lo, hi) (or (lo, hi)); CLI11's own Range lets NaN through.
+CLI::Validator finiteIn(double lo, double hi, bool includeLo, std::string const& text) {
+    return CLI::Validator(
+        [=](std::string& value) -> std::string {
+            char* end = nullptr;
+            double const v = std::strtod(value.c_str(), &end);
+            bool const ok = end != value.c_str() && *end == '\0' && std::isfinite(v) && (includeLo ? v >= lo : v > lo) &&
+                            v < hi;
+            return ok ? std::string() : "must be " + text + ", not '" + value + "'";
+        },
+        text);
+}
+
+std::pair<double, double> parseRange(std::string const& text) {
+    auto const colon = text.find(':');
+    if (colon != std::string::npos) {
+        std::string lo = text.substr(0, colon);
+        std::string hi = text.substr(colon + 1);
+        auto const check = finiteIn(-HUGE_VAL, HUGE_VAL, true, "a number");
+        if (check(lo).empty() && check(hi).empty() && std::stod(lo) <= std::stod(hi)) {
+            return {std::stod(lo), std::stod(hi)};
+        }
+    }
+    throw InputError("--range " + text + ": expected LO:HI, two numbers with LO <= HI");
+}
+
+void addInput(CLI::App& command, InputArgs& input, std::string const& name = "input") {
+    command.add_option(name, input.path, "height raster GDAL reads (GeoTIFF, ESRI ASCII grid, ...)")->required();
+    command.add_option("-b,--band", input.read.band, "band holding the heights, from 1")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str();
+    command.add_option("--cell-types", input.read.cellTypesPath,
+                       "unsigned 8-bit raster of cell-type codes (1-3 holes, 0 and 4 data) instead of the nodata mask");
+    command.add_flag("--terrain-rgb", input.read.terrainRgb,
+                     "bands 1-3 hold terrain-RGB: height = -10000 + (R*65536 + G*256 + B) * 0.1");
+}
+
+void addOutput(CLI::App& command, OutputArgs& output) {
+    command.add_option("output", output.path, "result raster; its format follows the extension")->required();
+    command.add_option("--format", output.options.format,
+                       "GDAL format (driver short name such as GTiff, AAIGrid), also spelt -of");
+    command.add_flag("--overwrite", output.options.overwrite, "replace an existing output");
+}
+
+void addTiling(CLI::App& command, Common& common, std::string const& defaultOverlap) {
+    command.add_option("--fragment-size", common.tiling.fragmentSize, "points per fragment along x and y")
+        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 20))
+        ->capture_default_str();
+    command.add_option("--overlap", common.overlap, "points shared by neighbouring fragments (default " +
+                                                        defaultOverlap + ")")
+        ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 20));
+}
+
+void addConsole(CLI::App& command, Common& common) {
+    command.add_flag("-q,--quiet", common.quiet, "no progress and no library messages on standard error");
+    command.add_option("--log", common.logPath, "write the library's messages to this file");
+}
+
+// GDAL's tools spell the format option -of, which CLI11 cannot declare.
+std::vector<char*> withFormatSpelling(int argc, char** argv) {
+    static std::string longForm = "--format";
+    std::vector<char*> arguments(argv, argv + argc);
+    for (auto& argument : arguments) {
+        if (std::strcmp(argument, "-of") == 0) {
+            argument = longForm.data();
+        }
+    }
+    return arguments;
+}
+
+} // namespace
+
+int runCommandLine(int argc, char** argv) {
+    CLI::App app("Numerical operations on elevation rasters, cut into fragments: masks, smoothing, gradients,\n"
+                 "raster arithmetic and marker densities. Results keep the input's georeferencing.",
+                 "rastrum");
+    app.set_version_flag("--version", std::string(RASTRUM_VERSION));
+    app.require_subcommand(1);
+    app.footer("Example:\n  rastrum sobel dem.tif gradient.tif\nrastrum SUBCOMMAND --help shows a subcommand's options.");
+
+    Common common;
+    InputArgs input;
+    InputArgs second;
+    OutputArgs output;
+    SmoothOptions smooth;
+    OverwriteOptions overwrite;
+    std::vector<std::string> ranges;
+    double slope = 45.0;
+    std::string operation;
+    std::string volume;
+
+    auto& info = *app.add_subcommand("info", "Describe a raster: size, georeferencing, nodata, heights, fragments");
+    addInput(info, input);
+    addTiling(info, common, "0");
+    info.footer("Example:\n  rastrum info dem.tif --fragment-size 128 --overlap 2");
+
+    auto& mask = *app.add_subcommand("mask", "Float mask: 1 at data cells, 0 at holes (nodata)");
+    addInput(mask, input);
+    addOutput(mask, output);
+    addTiling(mask, common, "0");
+    addConsole(mask, common);
+    mask.footer("Example:\n  rastrum mask dem.tif mask.tif");
+
+    auto& smoothing = *app.add_subcommand("smooth", "Edge-preserving bilateral smoothing of the heights");
+    addInput(smoothing, input);
+    addOutput(smoothing, output);
+    addTiling(smoothing, common, "window - 1, no seams");
+    addConsole(smoothing, common);
+    smoothing.add_flag("--gaussian", smooth.gaussian, "plain normalised Gaussian instead of the bilateral filter");
+    smoothing.add_option("--window", smooth.window, "window edge in cells, made odd and at least 3")
+        ->check(CLI::Range(1u, 255u))
+        ->capture_default_str();
+    smoothing.add_option("--sigma-spatial", smooth.sigmaSpatial, "spatial standard deviation, in cells")
+        ->check(finiteIn(0.0, HUGE_VAL, false, "a positive number"))
+        ->capture_default_str();
+    smoothing.add_option("--sigma-range", smooth.sigmaRange, "height standard deviation (bilateral), in height units")
+        ->check(finiteIn(0.0, HUGE_VAL, false, "a positive number"))
+        ->capture_default_str();
+    smoothing.footer("Example:\n  rastrum smooth dem.tif smooth.tif --window 7 --sigma-range 0.5");
+
+    auto& sobel = *app.add_subcommand("sobel", "Sobel gradient magnitude of the heights");
+    addInput(sobel, input);
+    addOutput(sobel, output);
+    addTiling(sobel, common, "2, no seams");
+    addConsole(sobel, common);
+    sobel.add_option("--slope", slope, "slope in degrees whose gradient magnitude is logged, as a threshold aid")
+        ->check(finiteIn(0.0, 90.0, true, "an angle from 0 to below 90 degrees"))
+        ->capture_default_str();
+    sobel.footer("Example:\n  rastrum sobel dem.tif gradient.tif --slope 30");
+
+    auto& calc = *app.add_subcommand("calc", "Cell-by-cell arithmetic of two rasters of the same grid");
+    calc.add_option("operation", operation, "subtract, add, divide or multiply")->required();
+    addInput(calc, input, "first");
+    calc.add_option("second", second.path, "second raster, same size and georeferencing")->required();
+    addOutput(calc, output);
+    addTiling(calc, common, "0");
+    addConsole(calc, common);
+    calc.footer("Example (DEM of difference):\n  rastrum calc subtract dem2024.tif dem2019.tif change.tif");
+
+    auto& overwriting = *app.add_subcommand(
+        "overwrite", "Write a value into the cell-type codes where the height lies in (or outside) intervals");
+    addInput(overwriting, input);
+    addOutput(overwriting, output);
+    addTiling(overwriting, common, "0");
+    addConsole(overwriting, common);
+    overwriting.add_option("--range", ranges, "closed interval of heights LO:HI; repeatable")->required();
+    overwriting.add_flag("--invert", overwrite.invert, "write where the height lies in none of the intervals");
+    overwriting.add_option("--value", overwrite.value, "code written into the cell types (unsigned 8-bit)")
+        ->check(CLI::Range(0, 255))
+        ->capture_default_str();
+    overwriting.footer("Example (flag cells below sea level as holes):\n"
+                       "  rastrum overwrite dem.tif codes.tif --range -500:0 --value 2");
+
+    auto& iso = *app.add_subcommand("iso", "Density of markers in a 3D volume, for iso-surfaces");
+    iso.add_option("input", volume, "multi-band 16-bit raster, one band per layer, non-zero cells are markers")
+        ->required();
+    addOutput(iso, output);
+    addTiling(iso, common, "2");
+    addConsole(iso, common);
+    iso.footer("Each fragment is scaled to its own peak of 1, so fragments show as steps where they meet;\n"
+               "a --fragment-size as large as the volume avoids them.\n"
+               "Example:\n  rastrum iso markers.tif density.tif");
+
+    // CLI11 would only say that a subcommand is required.
+    auto const named = [&](CLI::App const* command) { return command->get_name() == argv[1]; };
+    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
+        std::cerr << "rastrum: unknown subcommand '" << argv[1] << "'; run rastrum --help for the list\n";
+        return BadInput;
+    }
+    auto arguments = withFormatSpelling(argc, argv);
+    try {
+        app.parse(static_cast<int>(arguments.size()), arguments.data());
+    } catch (CLI::ParseError const& error) {
+        return app.exit(error) == 0 ? 0 : BadInput;
+    }
+
+    CLI::App const& chosen = *app.get_subcommands().front();
+    if (chosen.count("--overlap") > 0) {
+        common.tiling.overlap = common.overlap;
+    }
+    second.read = input.read;
+    try {
+        if (&chosen == &info) {
+            std::cout << commandInfo(input, common.tiling);
+            return 0;
+        }
+        ConsoleRoute const route(common.logPath, common.quiet);
+        RunContext const context; // the progress bar plugs in here
+        if (&chosen == &mask) {
+            commandMask(input, output, common.tiling, context);
+        } else if (&chosen == &smoothing) {
+            commandSmooth(input, output, smooth, common.tiling, context);
+        } else if (&chosen == &sobel) {
+            commandSobel(input, output, slope, common.tiling, context);
+        } else if (&chosen == &calc) {
+            commandCalc(operation, input, second, output, common.tiling, context);
+        } else if (&chosen == &overwriting) {
+            for (auto const& range : ranges) {
+                overwrite.ranges.push_back(parseRange(range));
+            }
+            commandOverwrite(input, output, overwrite, common.tiling, context);
+        } else if (&chosen == &iso) {
+            commandIso(volume, output, common.tiling, context);
+        }
+    } catch (InputError const& error) {
+        std::cerr << "rastrum: " << error.what() << '\n';
+        return BadInput;
+    } catch (std::exception const& error) {
+        std::cerr << "rastrum: internal error: " << error.what() << '\n';
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace rastrum_host

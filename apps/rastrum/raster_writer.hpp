@@ -1,0 +1,29 @@
+#pragma once
+
+#include <gdal.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "raster.hpp"
+
+namespace rastrum_host {
+
+struct OutputOptions {
+    std::string format;     // a GDAL driver's short name (-of); empty: from the file's extension
+    bool overwrite = false; // replace an existing output (--overwrite)
+};
+
+// The GDAL driver that writes `path`: the one named by `format`, else the first
+// raster driver that lists the file's extension. InputError when there is
+// none or it cannot write rasters.
+GDALDriverH outputDriver(std::filesystem::path const& path, std::string const& format);
+
+// Writes a float or unsigned 8-bit raster with the given georeferencing and,
+// when given, the nodata value of every band. All or nothing: see AtomicOutput.
+template <class T>
+void writeRaster(std::filesystem::path const& path, Raster<T> const& raster, Georeference const& georef,
+                 OutputOptions const& options, std::optional<double> nodata);
+
+} // namespace rastrum_host

@@ -1,0 +1,168 @@
+#include "cli_support.hpp"
+
+#include <cpl_conv.h>
+#include <ogr_srs_api.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+
+namespace cli_testing {
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string quoted(std::string const& argument) {
+    std::string text = "'";
+    for (char c : argument) {
+        text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return text + "'";
+}
+
+std::string contents(fs::path const& path) {
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+} // namespace
+
+TempFolder::TempFolder() {
+    static std::atomic<int> counter{0};
+    path_ = fs::temp_directory_path() /
+            ("rastrum-cli-test-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+    fs::remove_all(path_);
+    fs::create_directories(path_);
+}
+
+TempFolder::~TempFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+std::vector<std::string> TempFolder::entries() const {
+    std::vector<std::string> names;
+    for (auto const& entry : fs::directory_iterator(path_)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
+RasterSpec uniform(int width, int height, int bands, GDALDataType type, double value) {
+    RasterSpec spec;
+    spec.width = width;
+    spec.height = height;
+    spec.bands = bands;
+    spec.type = type;
+    spec.values.assign(static_cast<std::size_t>(width * height * bands), value);
+    return spec;
+}
+
+void writeRaster(std::string const& path, RasterSpec const& spec, char const* driver) {
+    GDALAllRegister();
+    GDALDatasetH const memory =
+        GDALCreate(GDALGetDriverByName("MEM"), "", spec.width, spec.height, spec.bands, spec.type, nullptr);
+    std::size_t const cells = static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height);
+    for (int band = 0; band < spec.bands; ++band) {
+        auto* values = const_cast<double*>(spec.values.data() + cells * static_cast<std::size_t>(band));
+        GDALRasterBandH const handle = GDALGetRasterBand(memory, band + 1);
+        if (GDALRasterIO(handle, GF_Write, 0, 0, spec.width, spec.height, values, spec.width, spec.height,
+                         GDT_Float64, 0, 0) != CE_None) {
+            throw std::runtime_error("cannot fill a test raster");
+        }
+        if (spec.nodata) {
+            GDALSetRasterNoDataValue(handle, *spec.nodata);
+        }
+    }
+    if (spec.transform) {
+        auto transform = *spec.transform;
+        GDALSetGeoTransform(memory, transform.data());
+    }
+    if (!spec.crsWkt.empty()) {
+        GDALSetProjection(memory, spec.crsWkt.c_str());
+    }
+    GDALDatasetH const written =
+        GDALCreateCopy(GDALGetDriverByName(driver), path.c_str(), memory, FALSE, nullptr, nullptr, nullptr);
+    if (!written) {
+        throw std::runtime_error("cannot write the test raster " + path);
+    }
+    GDALClose(written);
+    GDALClose(memory);
+}
+
+RasterRead readRaster(std::string const& path) {
+    GDALAllRegister();
+    GDALDatasetH const dataset = GDALOpen(path.c_str(), GA_ReadOnly);
+    if (!dataset) {
+        throw std::runtime_error("GDAL cannot open " + path);
+    }
+    RasterRead read;
+    read.width = GDALGetRasterXSize(dataset);
+    read.height = GDALGetRasterYSize(dataset);
+    read.bands = GDALGetRasterCount(dataset);
+    read.type = GDALGetRasterDataType(GDALGetRasterBand(dataset, 1));
+    read.hasTransform = GDALGetGeoTransform(dataset, read.transform.data()) == CE_None;
+    read.crsWkt = GDALGetProjectionRef(dataset);
+    int hasNodata = 0;
+    double const nodata = GDALGetRasterNoDataValue(GDALGetRasterBand(dataset, 1), &hasNodata);
+    if (hasNodata) {
+        read.nodata = nodata;
+    }
+    std::size_t const cells = static_cast<std::size_t>(read.width) * static_cast<std::size_t>(read.height);
+    read.values.resize(cells * static_cast<std::size_t>(read.bands));
+    for (int band = 0; band < read.bands; ++band) {
+        if (GDALRasterIO(GDALGetRasterBand(dataset, band + 1), GF_Read, 0, 0, read.width, read.height,
+                         read.values.data() + cells * static_cast<std::size_t>(band), read.width, read.height,
+                         GDT_Float64, 0, 0) != CE_None) {
+            throw std::runtime_error("cannot read " + path);
+        }
+    }
+    GDALClose(dataset);
+    return read;
+}
+
+bool sameCrs(std::string const& a, std::string const& b) {
+    OGRSpatialReferenceH const first = OSRNewSpatialReference(a.c_str());
+    OGRSpatialReferenceH const second = OSRNewSpatialReference(b.c_str());
+    bool const same = first && second && OSRIsSame(first, second);
+    OSRDestroySpatialReference(first);
+    OSRDestroySpatialReference(second);
+    return same;
+}
+
+std::string utmWkt() { return epsgWkt(32613); }
+
+std::string epsgWkt(int code) {
+    OGRSpatialReferenceH const srs = OSRNewSpatialReference(nullptr);
+    OSRImportFromEPSG(srs, code);
+    char* wkt = nullptr;
+    OSRExportToWkt(srs, &wkt);
+    std::string text = wkt;
+    CPLFree(wkt);
+    OSRDestroySpatialReference(srs);
+    return text;
+}
+
+Run rastrum(std::vector<std::string> const& arguments) {
+    TempFolder streams;
+    std::string command = quoted(RASTRUM_CLI);
+    for (auto const& argument : arguments) {
+        command += " " + quoted(argument);
+    }
+    command += " >" + quoted(streams / "out") + " 2>" + quoted(streams / "err");
+    int const status = std::system(command.c_str());
+    Run run;
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.out = contents(streams.path() / "out");
+    run.err = contents(streams.path() / "err");
+    return run;
+}
+
+} // namespace cli_testing

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <gdal.h>
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+// Test rasters on disk, the rastrum binary as a subprocess, and results read
+// back with GDAL.
+namespace cli_testing {
+
+// A fresh folder, removed with everything in it.
+class TempFolder {
+public:
+    TempFolder();
+    TempFolder(TempFolder const&) = delete;
+    TempFolder& operator=(TempFolder const&) = delete;
+    ~TempFolder();
+    std::filesystem::path const& path() const { return path_; }
+    std::string operator/(std::string const& name) const { return (path_ / name).string(); }
+    // Names of the entries, hidden ones included, sorted.
+    std::vector<std::string> entries() const;
+
+private:
+    std::filesystem::path path_;
+};
+
+// A raster to put on disk: band values in file order (row 0 north).
+struct RasterSpec {
+    int width = 0;
+    int height = 0;
+    int bands = 1;
+    GDALDataType type = GDT_Float32;
+    std::vector<double> values;
+    std::optional<std::array<double, 6>> transform;
+    std::string crsWkt;
+    std::optional<double> nodata;
+};
+// A raster of one value everywhere, without georeferencing.
+RasterSpec uniform(int width, int height, int bands, GDALDataType type, double value);
+void writeRaster(std::string const& path, RasterSpec const& spec, char const* driver = "GTiff");
+
+// Everything GDAL tells about a raster: size, georeferencing, nodata, values.
+struct RasterRead {
+    int width = 0;
+    int height = 0;
+    int bands = 0;
+    GDALDataType type = GDT_Unknown;
+    std::array<double, 6> transform{};
+    bool hasTransform = false;
+    std::string crsWkt;
+    std::optional<double> nodata;
+    std::vector<double> values; // all bands, file order
+};
+RasterRead readRaster(std::string const& path);
+
+bool sameCrs(std::string const& a, std::string const& b);
+
+std::string epsgWkt(int code);
+// A projected CRS for the test rasters.
+std::string utmWkt();
+
+struct Run {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+// Runs the rastrum binary with these arguments.
+Run rastrum(std::vector<std::string> const& arguments);
+
+// Equal, counting NaN as equal to NaN.
+inline bool sameValue(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
+
+} // namespace cli_testing

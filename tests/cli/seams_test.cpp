@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "operations.hpp"
+#include "support/capture.hpp"
+
+using rastrum_host::HeightInput;
+using rastrum_host::Raster;
+using rastrum_host::Tiling;
+
+namespace {
+
+// 150 x 140 cells of rough terrain with scattered holes: fragments of 64
+// points leave borders inside the raster on both axes.
+HeightInput roughTerrain() {
+    HeightInput input{.source = "generated", .heights = {.width = 150, .height = 140, .bands = 1, .values = {}},
+                      .cellTypes = {}, .georef = {}};
+    for (std::uint32_t row = 0; row < 140; ++row) {
+        for (std::uint32_t x = 0; x < 150; ++x) {
+            bool const hole = (x * 13 + row * 7) % 47 == 0;
+            input.heights.values.push_back(hole ? std::nanf("")
+                                                : static_cast<float>(100.0 * std::sin(0.05 * x) * std::cos(0.07 * row) +
+                                                                     ((x * 31 + row * 17) % 13) * 1.7));
+            input.cellTypes.push_back(hole ? 1 : 0);
+        }
+    }
+    return input;
+}
+
+using Operation = std::function<Raster<float>(HeightInput const&, Tiling const&)>;
+
+// Counts the cells at least `reach` from the raster's edge that differ from
+// the one-fragment result, and among them those within `reach` of a border
+// between fragments of 64 points.
+struct Differences {
+    int interior = 0;
+    int nearFragmentBorders = 0;
+};
+
+Differences againstOneFragment(Operation const& operation, Tiling const& tiling, std::uint32_t reach) {
+    auto const input = roughTerrain();
+    auto const whole = operation(input, Tiling{.fragmentSize = 1024, .overlap = 0});
+    auto const tiled = operation(input, tiling);
+    Differences differences;
+    auto const nearBorder = [&](std::uint32_t c) { return c % 64 < reach || c % 64 >= 64 - reach; };
+    for (std::uint32_t row = reach; row + reach < 140; ++row) {
+        for (std::uint32_t x = reach; x + reach < 150; ++x) {
+            auto const i = whole.index(x, row);
+            bool const same = whole.values[i] == tiled.values[i] ||
+                              (std::isnan(whole.values[i]) && std::isnan(tiled.values[i]));
+            differences.interior += same ? 0 : 1;
+            differences.nearFragmentBorders += !same && (nearBorder(x) || nearBorder(139 - row)) ? 1 : 0;
+        }
+    }
+    return differences;
+}
+
+} // namespace
+
+TEST(Seams, SobelAndSmoothingWithTheDefaultOverlapEqualOneFragmentAwayFromTheEdge) {
+    testing_support::ConsoleCapture console;
+    rastrum_host::RunContext const context;
+    Operation const sobel = [&](HeightInput const& in, Tiling const& t) { return runSobel(in, 45.0, t, context); };
+    Operation const bilateral = [&](HeightInput const& in, Tiling const& t) {
+        return runSmooth(in, {.gaussian = false, .window = 5, .sigmaSpatial = 1.5, .sigmaRange = 20.0}, t, context);
+    };
+    Operation const gaussian = [&](HeightInput const& in, Tiling const& t) {
+        return runSmooth(in, {.gaussian = true, .window = 7, .sigmaSpatial = 2.0, .sigmaRange = 1.0}, t, context);
+    };
+    struct Case {
+        char const* name;
+        Operation const& operation;
+        std::uint32_t reach;
+    };
+    for (auto const& c : {Case{"sobel", sobel, 1}, Case{"bilateral", bilateral, 2}, Case{"gaussian", gaussian, 3}}) {
+        auto const seamless = againstOneFragment(c.operation, Tiling{.fragmentSize = 64, .overlap = {}}, c.reach);
+        EXPECT_EQ(seamless.interior, 0) << c.name;
+        auto const seams = againstOneFragment(c.operation, Tiling{.fragmentSize = 64, .overlap = 0}, c.reach);
+        EXPECT_GT(seams.nearFragmentBorders, 100) << c.name << ": without overlap the stencil is cut at fragment borders";
+        EXPECT_EQ(seams.interior, seams.nearFragmentBorders) << c.name << ": and nowhere else";
+    }
+}
