@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <system_error>
+#include <vector>
 
 #include "errors.hpp"
 
@@ -36,29 +37,17 @@ AtomicOutput::AtomicOutput(fs::path target, bool overwrite) : target_(std::move(
     }
     refuseExisting(target_, overwrite_);
     static std::atomic<unsigned> counter{0};
-    tmpStem_ = "." + target_.stem().string() + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
-    tmpPath_ = folderOf(target_) / (tmpStem_ + target_.extension().string());
+    staging_ = folderOf(target_) / (".rastrum-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+    if (!fs::create_directory(staging_, error)) {
+        throw InputError(target_.string() + ": cannot write in " + folderOf(target_).string() + ": " +
+                         error.message());
+    }
+    tmpPath_ = staging_ / target_.filename();
 }
 
 AtomicOutput::~AtomicOutput() {
-    if (!committed_) {
-        for (auto const& path : temporaries()) {
-            std::error_code ignored;
-            fs::remove(path, ignored);
-        }
-    }
-}
-
-std::vector<fs::path> AtomicOutput::temporaries() const {
-    std::vector<fs::path> found;
-    std::error_code error;
-    for (auto const& entry : fs::directory_iterator(folderOf(target_), error)) {
-        auto const name = entry.path().filename().string();
-        if (name.starts_with(tmpStem_) && (name.size() == tmpStem_.size() || name[tmpStem_.size()] == '.')) {
-            found.push_back(entry.path());
-        }
-    }
-    return found;
+    std::error_code ignored;
+    fs::remove_all(staging_, ignored);
 }
 
 void AtomicOutput::commit() {
@@ -68,18 +57,20 @@ void AtomicOutput::commit() {
     }
     refuseExisting(target_, overwrite_);
     // Side files first, so that the main file never appears without them.
-    auto files = temporaries();
-    std::erase(files, tmpPath_);
+    std::vector<fs::path> files;
+    for (auto const& entry : fs::directory_iterator(staging_, error)) {
+        if (entry.path() != tmpPath_) {
+            files.push_back(entry.path());
+        }
+    }
     files.push_back(tmpPath_);
     for (auto const& file : files) {
-        auto const rest = file.filename().string().substr(tmpStem_.size());
-        auto const destination = folderOf(target_) / (target_.stem().string() + rest);
+        auto const destination = folderOf(target_) / file.filename();
         fs::rename(file, destination, error);
         if (error) {
             throw InputError(destination.string() + ": cannot be written: " + error.message());
         }
     }
-    committed_ = true;
 }
 
 } // namespace rastrum_host

@@ -1,16 +1,15 @@
 #pragma once
 
 #include <filesystem>
-#include <string>
-#include <vector>
 
 namespace rastrum_host {
 
 // An output file that appears complete or not at all. Writers write to
-// tmpPath(), a hidden name in the target's folder with the target's
-// extension; commit() renames it, and any side files a writer put beside it
-// under the same stem (".prj", ".aux.xml"), into place. Without commit the
-// temporary files are removed, so a failure leaves nothing behind.
+// tmpPath(), the target's own name inside a hidden staging folder next to the
+// target, so that side files a writer puts beside it (".prj", ".aux.xml", the
+// ".bin" a glTF file refers to by name) get their final names too. commit()
+// renames them into place, the main file last; without commit the staging
+// folder is removed, so a failure leaves nothing behind.
 class AtomicOutput {
 public:
     // InputError when the target exists (unless `overwrite`), is a folder, or
@@ -24,14 +23,10 @@ public:
     void commit();
 
 private:
-    // The temporary files: the main one and its side files.
-    std::vector<std::filesystem::path> temporaries() const;
-
     std::filesystem::path target_;
+    std::filesystem::path staging_;
     std::filesystem::path tmpPath_;
-    std::string tmpStem_;
     bool overwrite_;
-    bool committed_ = false;
 };
 
 } // namespace rastrum_host

@@ -11,7 +11,9 @@
 
 #include "commands.hpp"
 #include "console_route.hpp"
+#include "demo.hpp"
 #include "errors.hpp"
+#include "progress_bar.hpp"
 
 namespace rastrum_host {
 namespace {
@@ -67,7 +69,8 @@ void addOutput(CLI::App& command, OutputArgs& output) {
     command.add_option("output", output.path, "result raster; its format follows the extension")->required();
     command.add_option("--format", output.options.format,
                        "GDAL format (driver short name such as GTiff, AAIGrid), also spelt -of");
-    command.add_flag("--overwrite", output.options.overwrite, "replace an existing output");
+    command.add_flag("--overwrite", output.options.overwrite, "replace an existing output (and preview)");
+    command.add_option("--preview", output.preview, "also render the result as a PNG picture");
 }
 
 void addTiling(CLI::App& command, Common& common, std::string const& defaultOverlap) {
@@ -189,6 +192,35 @@ int runCommandLine(int argc, char** argv) {
                "a --fragment-size as large as the volume avoids them.\n"
                "Example:\n  rastrum iso markers.tif density.tif");
 
+    auto& meshing = *app.add_subcommand("mesh", "Triangle surface of the data cells, in georeferenced coordinates");
+    addInput(meshing, input);
+    meshing.add_option("output", output.path, "mesh file: .ply, .obj, .gltf or .glb")->required();
+    meshing.add_flag("--overwrite", output.options.overwrite, "replace an existing output (and preview)");
+    meshing.add_option("--preview", output.preview, "also render the heights as a shaded relief PNG");
+    addTiling(meshing, common, "1, no gaps");
+    addConsole(meshing, common);
+    meshing.footer("Vertices are stored relative to an origin recorded in the file (see the file's comments or the\n"
+                   "glTF root translation); triangles face up.\n"
+                   "Example:\n  rastrum mesh dem.tif surface.glb");
+
+    DemoOptions demoOptions;
+    auto& demo = *app.add_subcommand("demo", "Generate a terrain and run every operation on it into one folder");
+    demo.add_option("folder", demoOptions.folder, "where the rasters, results, previews and summary go")
+        ->capture_default_str();
+    demo.add_option("--width", demoOptions.width, "points west to east")
+        ->check(CLI::Range(16u, 16384u))
+        ->capture_default_str();
+    demo.add_option("--height", demoOptions.height, "points north to south")
+        ->check(CLI::Range(16u, 16384u))
+        ->capture_default_str();
+    demo.add_option("--fragment-size", demoOptions.fragmentSize, "points per fragment along x and y")
+        ->check(CLI::Range(std::uint64_t{8}, std::uint64_t{1} << 20))
+        ->capture_default_str();
+    demo.add_option("--seed", demoOptions.seed, "seed of the generated terrain")->capture_default_str();
+    demo.add_flag("--overwrite", demoOptions.overwrite, "replace the files of an earlier run");
+    addConsole(demo, common);
+    demo.footer("Example:\n  rastrum demo demo-output --width 2048 --height 1536");
+
     // CLI11 would only say that a subcommand is required.
     auto const named = [&](CLI::App const* command) { return command->get_name() == argv[1]; };
     if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
@@ -203,7 +235,7 @@ int runCommandLine(int argc, char** argv) {
     }
 
     CLI::App const& chosen = *app.get_subcommands().front();
-    if (chosen.count("--overlap") > 0) {
+    if (auto const* overlap = chosen.get_option_no_throw("--overlap"); overlap && overlap->count() > 0) {
         common.tiling.overlap = common.overlap;
     }
     second.read = input.read;
@@ -213,7 +245,10 @@ int runCommandLine(int argc, char** argv) {
             return 0;
         }
         ConsoleRoute const route(common.logPath, common.quiet);
-        RunContext const context; // the progress bar plugs in here
+        RunContext context;
+        if (!common.quiet) {
+            context.progress = Lumen::makeStrong<ProgressBar>(stderr);
+        }
         if (&chosen == &mask) {
             commandMask(input, output, common.tiling, context);
         } else if (&chosen == &smoothing) {
@@ -229,6 +264,10 @@ int runCommandLine(int argc, char** argv) {
             commandOverwrite(input, output, overwrite, common.tiling, context);
         } else if (&chosen == &iso) {
             commandIso(volume, output, common.tiling, context);
+        } else if (&chosen == &meshing) {
+            commandMesh(input, output, common.tiling, context);
+        } else if (&chosen == &demo) {
+            runDemo(demoOptions, context, std::cout);
         }
     } catch (InputError const& error) {
         std::cerr << "rastrum: " << error.what() << '\n';

@@ -18,6 +18,7 @@ struct InputArgs {
 struct OutputArgs {
     std::string path;
     OutputOptions options;
+    std::string preview; // a PNG picture of the result (--preview); empty: none
 };
 
 std::string commandInfo(InputArgs const& input, Tiling const& tiling);
@@ -31,5 +32,7 @@ void commandCalc(std::string const& operation, InputArgs const& first, InputArgs
 void commandOverwrite(InputArgs const& input, OutputArgs const& output, OverwriteOptions const& options,
                       Tiling const& tiling, RunContext const& context);
 void commandIso(std::string const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context);
+// The triangle surface to PLY, OBJ or glTF; the preview is a shaded relief of the heights.
+void commandMesh(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context);
 
 } // namespace rastrum_host

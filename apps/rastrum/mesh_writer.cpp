@@ -136,6 +136,8 @@ void writeWithOriginLine(Assimp::Exporter& exporter, aiScene const& scene, Forma
 
 } // namespace
 
+void requireMeshFormat(std::filesystem::path const& path) { formatOf(path); }
+
 void writeMesh(std::filesystem::path const& path, std::span<Point const> vertices,
                std::span<std::array<std::uint32_t, 3> const> triangles) {
     Format const format = formatOf(path);

@@ -1,9 +1,15 @@
 #pragma once
+
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <span>
-#include <cstdint>
+
 namespace rastrum_host {
+
+// InputError naming the file unless its extension names a mesh format writeMesh knows.
+void requireMeshFormat(std::filesystem::path const& path);
+
 // Writes a triangle mesh to PLY, OBJ or glTF (.gltf/.glb), chosen by the file's extension.
 // Throws rastrum_host::InputError (see errors.hpp) on an unknown extension or a write failure.
 //
@@ -26,4 +32,4 @@ namespace rastrum_host {
 // past the end of `vertices` is a programming error (std::out_of_range).
 void writeMesh(std::filesystem::path const& path, std::span<std::array<double, 3> const> vertices,
                std::span<std::array<std::uint32_t, 3> const> triangles);
-}
+} // namespace rastrum_host

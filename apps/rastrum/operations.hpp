@@ -42,7 +42,7 @@ Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, 
                         RunContext const& context);
 
 // Gradient magnitude of the heights, unnormalised (a plane rising h per cell
-// gives 16 h); NaN at holes. The console gets the magnitude a slope of
+// gives 32 h); NaN at holes. The console gets the magnitude a slope of
 // slopeDegrees would give.
 Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context);
 

@@ -42,6 +42,8 @@ template <class T>
 constexpr GDALDataType gdalType() {
     if constexpr (std::is_same_v<T, float>) {
         return GDT_Float32;
+    } else if constexpr (std::is_same_v<T, std::uint16_t>) {
+        return GDT_UInt16;
     } else {
         static_assert(std::is_same_v<T, std::uint8_t>);
         return GDT_Byte;
@@ -76,11 +78,9 @@ GDALDriverH outputDriver(std::filesystem::path const& path, std::string const& f
 }
 
 template <class T>
-void writeRaster(std::filesystem::path const& path, Raster<T> const& raster, Georeference const& georef,
-                 OutputOptions const& options, std::optional<double> nodata) {
-    GDALDriverH const driver = outputDriver(path, options.format);
-    AtomicOutput output(path, options.overwrite);
-
+Dataset inMemory(std::filesystem::path const& path, Raster<T> const& raster, Georeference const& georef,
+                 std::optional<double> nodata) {
+    useGdal();
     int const width = static_cast<int>(raster.width);
     int const height = static_cast<int>(raster.height);
     Dataset memory(GDALCreate(GDALGetDriverByName("MEM"), "", width, height, static_cast<int>(raster.bands),
@@ -104,9 +104,14 @@ void writeRaster(std::filesystem::path const& path, Raster<T> const& raster, Geo
     if (!georef.crsWkt.empty()) {
         GDALSetProjection(memory.get(), georef.crsWkt.c_str());
     }
+    return memory;
+}
 
+void writeDataset(GDALDatasetH dataset, std::filesystem::path const& tmpPath, std::filesystem::path const& path,
+                  OutputOptions const& options) {
+    GDALDriverH const driver = outputDriver(path, options.format);
     CPLErrorReset();
-    Dataset written(GDALCreateCopy(driver, output.tmpPath().c_str(), memory.get(), TRUE, nullptr, nullptr, nullptr));
+    Dataset written(GDALCreateCopy(driver, tmpPath.c_str(), dataset, TRUE, nullptr, nullptr, nullptr));
     if (!written) {
         throw InputError(path.string() + ": GDAL cannot write it as " + GDALGetDriverShortName(driver) + ": " +
                          gdalMessage());
@@ -115,6 +120,15 @@ void writeRaster(std::filesystem::path const& path, Raster<T> const& raster, Geo
     if (CPLGetLastErrorType() == CE_Failure || CPLGetLastErrorType() == CE_Fatal) {
         throw InputError(path.string() + ": GDAL failed to finish it: " + gdalMessage());
     }
+}
+
+template <class T>
+void writeRaster(std::filesystem::path const& path, Raster<T> const& raster, Georeference const& georef,
+                 OutputOptions const& options, std::optional<double> nodata) {
+    outputDriver(path, options.format);
+    AtomicOutput output(path, options.overwrite);
+    auto const memory = inMemory(path, raster, georef, nodata);
+    writeDataset(memory.get(), output.tmpPath(), path, options);
     output.commit();
 }
 
@@ -122,5 +136,11 @@ template void writeRaster<float>(std::filesystem::path const&, Raster<float> con
                                  OutputOptions const&, std::optional<double>);
 template void writeRaster<std::uint8_t>(std::filesystem::path const&, Raster<std::uint8_t> const&,
                                         Georeference const&, OutputOptions const&, std::optional<double>);
+template void writeRaster<std::uint16_t>(std::filesystem::path const&, Raster<std::uint16_t> const&,
+                                         Georeference const&, OutputOptions const&, std::optional<double>);
+template Dataset inMemory<float>(std::filesystem::path const&, Raster<float> const&, Georeference const&,
+                                 std::optional<double>);
+template Dataset inMemory<std::uint8_t>(std::filesystem::path const&, Raster<std::uint8_t> const&,
+                                        Georeference const&, std::optional<double>);
 
 } // namespace rastrum_host

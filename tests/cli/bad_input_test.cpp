@@ -31,11 +31,14 @@ protected:
         writeRaster(folder / "geographic.tif", geographic);
         writeRaster(folder / "codes_small.tif", uniform(10, 10, 1, GDT_Byte, 0.0));
         writeRaster(folder / "codes_float.tif", uniform(40, 30, 1, GDT_Float32, 0.0));
+        writeRaster(folder / "holes.tif", uniform(40, 30, 1, GDT_Byte, 1.0));
         writeRaster(folder / "flat.tif", uniform(8, 8, 2, GDT_UInt16, 1.0));
         writeRaster(folder / "volume.tif", uniform(8, 8, 3, GDT_UInt16, 1.0));
         writeRaster(folder / "float_volume.tif", uniform(8, 8, 3, GDT_Float32, 1.0));
         std::ofstream(folder / "notes.txt") << "not a raster\n";
         std::ofstream(folder / "taken.tif") << "an earlier result\n";
+        std::ofstream(folder / "taken.png") << "an earlier picture\n";
+        std::ofstream(folder / "taken.ply") << "an earlier mesh\n";
     }
 
     // Runs each case and expects exit status 2, every `mentioned` text in the
@@ -112,6 +115,13 @@ TEST_F(BadInput, OutputsInAnUnknownFormatOrAnUnwritablePlaceLeaveNothingBehind) 
         // GDAL refuses these only once writing has begun.
         {{"sobel", dem, folder / "out.png"}, {"out.png", "PNG"}},
         {{"iso", folder / "volume.tif", folder / "out.asc"}, {"out.asc", "AAIGrid"}},
+        {{"sobel", dem, out, "--preview", folder / "out.jpg"}, {"--preview", "out.jpg", ".png"}},
+        {{"sobel", dem, out, "--preview", folder / "taken.png"}, {"taken.png", "--overwrite"}},
+        {{"mesh", dem, folder / "surface.stl"}, {"surface.stl", ".ply"}},
+        {{"mesh", dem, folder / "taken.ply"}, {"taken.ply", "--overwrite"}},
+        // Every cell a hole: no square to triangulate, nor anything to shade.
+        {{"mesh", folder / "codes_float.tif", folder / "surface.ply", "--cell-types", folder / "holes.tif"},
+         {"codes_float.tif"}},
     });
     std::ifstream taken(folder / "taken.tif");
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(taken), {}), "an earlier result\n");
