@@ -41,7 +41,7 @@ std::vector<bool> holesOf(RasterRead const& raw) {
 
 } // namespace
 
-TEST(RealData, EveryElevationSampleRunsThroughInfoAndEveryRasterSubcommand) {
+TEST(RealData, EveryElevationSampleRunsThroughInfoAndEveryHeightSubcommand) {
     if (!std::filesystem::is_directory(RASTRUM_DATA)) {
         GTEST_SKIP() << "the shared elevation samples are not at " << RASTRUM_DATA;
     }
@@ -84,6 +84,11 @@ TEST(RealData, EveryElevationSampleRunsThroughInfoAndEveryRasterSubcommand) {
         run({"smooth", sample.file, folder / "gauss.tif", "--gaussian", "-q"});
         run({"calc", "subtract", sample.file, sample.file, folder / "zero.tif"});
         run({"overwrite", sample.file, folder / "codes.tif", "--range", "-1e9:1e9", "--value", "4"});
+        run({"mesh", sample.file, folder / "surface.ply", "--preview", folder / "relief.png", "-q"});
+        EXPECT_GT(std::filesystem::file_size(folder / "surface.ply"), 0u);
+        auto const relief = readRaster(folder / "relief.png");
+        EXPECT_EQ(relief.width, raw.width);
+        EXPECT_EQ(relief.height, raw.height);
 
         auto const mask = output("mask.tif");
         auto const sobel = output("sobel.tif");
