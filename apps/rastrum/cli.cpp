@@ -244,11 +244,13 @@ int runCommandLine(int argc, char** argv) {
             std::cout << commandInfo(input, common.tiling);
             return 0;
         }
-        ConsoleRoute const route(common.logPath, common.quiet);
         RunContext context;
+        Lumen::StrongPtr<ProgressBar> bar;
         if (!common.quiet) {
-            context.progress = Lumen::makeStrong<ProgressBar>(stderr);
+            bar = Lumen::makeStrong<ProgressBar>(stderr);
+            context.progress = bar;
         }
+        ConsoleRoute const route(common.logPath, common.quiet, bar.getPointer());
         if (&chosen == &mask) {
             commandMask(input, output, common.tiling, context);
         } else if (&chosen == &smoothing) {

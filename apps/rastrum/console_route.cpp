@@ -6,7 +6,7 @@
 
 namespace rastrum_host {
 
-ConsoleRoute::ConsoleRoute(std::string const& logPath, bool quiet) {
+ConsoleRoute::ConsoleRoute(std::string const& logPath, bool quiet, ProgressBar* bar) {
     if (!logPath.empty()) {
         std::filesystem::path const path(logPath);
         auto const folder = path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
@@ -23,6 +23,8 @@ ConsoleRoute::ConsoleRoute(std::string const& logPath, bool quiet) {
         });
     } else if (quiet) {
         previous_ = Lumen::Console::setSink([](std::string const&) {});
+    } else if (bar) {
+        previous_ = Lumen::Console::setSink([bar](std::string const& line) { bar->writeLine(line); });
     } else {
         previous_ = Lumen::Console::setSink({});
     }

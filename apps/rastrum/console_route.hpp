@@ -5,16 +5,18 @@
 #include <string>
 
 #include "Lumen/Console.hpp"
+#include "progress_bar.hpp"
 
 namespace rastrum_host {
 
 // Sends the library's console lines, while alive, to a log file (--log), or
 // else to standard error unless quiet (-q). The log file is made on the first
-// line, so a run refused for bad input leaves none behind.
+// line, so a run refused for bad input leaves none behind. Lines for standard
+// error go above the progress bar, if one is given.
 class ConsoleRoute {
 public:
     // InputError naming --log when the log's folder does not exist.
-    ConsoleRoute(std::string const& logPath, bool quiet);
+    ConsoleRoute(std::string const& logPath, bool quiet, ProgressBar* bar = nullptr);
     ConsoleRoute(ConsoleRoute const&) = delete;
     ConsoleRoute& operator=(ConsoleRoute const&) = delete;
     ~ConsoleRoute();

@@ -52,6 +52,17 @@ void ProgressBar::finish() {
     }
 }
 
+void ProgressBar::writeLine(std::string const& line) {
+    std::scoped_lock const lock(mutex_);
+    bool const shown = enabled_ && running_;
+    // Carriage return and erase to the end of the line: the bar only draws on terminals.
+    std::fprintf(stream_, "%s%s\n", shown ? "\r\033[K" : "", line.c_str());
+    if (shown) {
+        draw();
+    }
+    std::fflush(stream_);
+}
+
 void ProgressBar::endLine() {
     std::fputc('\n', stream_);
     std::fflush(stream_);

@@ -33,6 +33,10 @@ public:
     // Ends the current line, if a bar is shown.
     void finish();
 
+    // Writes a line of text to the bar's stream above the bar, which is
+    // redrawn below it with its count kept.
+    void writeLine(std::string const& line);
+
 private:
     void endLine();
     void draw();

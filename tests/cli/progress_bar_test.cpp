@@ -48,6 +48,22 @@ TEST(ProgressBar, DrawsOneLineRewrittenPerReport) {
                           "\rSmoothing [##############################] 3/3 100%\n");
 }
 
+TEST(ProgressBar, LinesOfTextGoAboveTheBarWhichKeepsItsCount) {
+    CapturedStream out;
+    {
+        rastrum_host::ProgressBar bar(out.stream(), rastrum_host::ProgressBar::Drawing::Always);
+        bar.writeLine("before any bar");
+        bar.report("Smoothing #", 0, 2);
+        bar.writeLine("Threshold");
+        bar.report("Smoothing #", 1, 2);
+    }
+    EXPECT_EQ(out.text(), "before any bar\n"
+                          "\rSmoothing [###############---------------] 1/2  50%"
+                          "\r\033[KThreshold\n"
+                          "\rSmoothing [###############---------------] 1/2  50%"
+                          "\rSmoothing [##############################] 2/2 100%\n");
+}
+
 TEST(ProgressBar, NewTextTotalOrCompletedRunStartsANewLine) {
     CapturedStream out;
     {
