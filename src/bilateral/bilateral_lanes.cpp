@@ -48,7 +48,6 @@ struct Neighbour {
     double const* weight;
     double const* value;
     long long const* hole;
-    std::int64_t di;
 };
 
 // The filter of one fragment, row by row within column strips. Rows of layer 0
@@ -127,13 +126,13 @@ private:
             if (k > 0) {
                 fillRow(ringRows_, k, j, x0);
             }
-            weighRow(k, j, columns);
+            weighRow(k, j, x0, columns);
             smoothRow(k, j, x0, columns);
         }
     }
 
     // Buffer position b holds column x0 - pad + b; columns outside the
-    // fragment are excluded zeros, which the sums never take.
+    // fragment hold zeros, which the sums take with weight 0.
     [[gnu::always_inline]] void fillRow(std::size_t slot, std::int64_t k, std::int64_t y, std::int64_t x0) {
         std::int64_t const first = x0 - pad_;
         std::int64_t const lo = std::clamp<std::int64_t>(-first, 0, length_);
@@ -141,18 +140,31 @@ private:
         double* v = values(slot);
         long long* h = holes(slot);
         std::fill(v, v + lo, 0.0);
-        std::fill(h, h + lo, -1LL);
+        std::fill(h, h + lo, 0LL);
         std::fill(v + hi, v + length_, 0.0);
-        std::fill(h + hi, h + length_, -1LL);
+        std::fill(h + hi, h + length_, 0LL);
         auto const at = static_cast<std::size_t>((k * f_.ny + y) * f_.nx + first + lo);
-        std::copy_n(f_.input + at, hi - lo, v + lo);
+        T const* from = f_.input + at;
+        double* to = v + lo;
+        std::int64_t const count = hi - lo;
+        std::int64_t b = 0;
+        if constexpr (std::is_same_v<T, float>) {
+            for (; b + LANES <= count; b += LANES) {
+                Floats narrow;
+                simd::load(narrow, from + b);
+                Doubles wide;
+                simd::widen(wide, narrow);
+                simd::store(to + b, wide);
+            }
+        }
+        std::copy(from + b, from + count, to + b);
         simd::markMembers<W>(w_.excluded, f_.cellTypes + at, static_cast<std::uint64_t>(hi - lo), h + lo);
     }
 
     // The weights of row j for the columns of the strip, and in layer 0 for
     // half a window beyond, where the pair weights of the strip's centres
     // lie too.
-    [[gnu::always_inline]] void weighRow(std::int64_t k, std::int64_t j, std::int64_t columns) {
+    [[gnu::always_inline]] void weighRow(std::int64_t k, std::int64_t j, std::int64_t x0, std::int64_t columns) {
         std::int64_t const reach = k == 0 ? w_.half : 0;
         std::int64_t const from = pad_ - reach;
         std::int64_t count = columns + 2 * reach;
@@ -167,6 +179,7 @@ private:
             double* out = weights(k, j, k == 0 ? forwardIndex_[e] : e) + from;
             exponents(out, centre, ringSlot(y), from, o.di, count, w_.spatial[e]);
             simd::expInPlace<W>(out, static_cast<std::size_t>(count));
+            zeroOutside(out, x0 - reach, count, o.di);
         }
         if (k == 0) {
             centreWeights(weights(k, j, forwardCount_) + from, values(centre) + from, count,
@@ -203,6 +216,20 @@ private:
         }
     }
 
+    // A pair with a cell outside the fragment weighs 0, so that the sums
+    // skip it: weights[b] pairs column x + b with column x + b + di.
+    void zeroOutside(double* weights, std::int64_t x, std::int64_t count, std::int64_t di) const {
+        auto const outside = [&](std::int64_t b) {
+            return std::min(x + b, x + b + di) < 0 || std::max(x + b, x + b + di) >= f_.nx;
+        };
+        for (std::int64_t b = 0; b < count && outside(b); ++b) {
+            weights[b] = 0.0;
+        }
+        for (std::int64_t b = count - 1; b >= 0 && outside(b); --b) {
+            weights[b] = 0.0;
+        }
+    }
+
     // The centre's own weight exp(s - (c - c)² q) with s = -0 and c - c = 0
     // is 1; where s or (c - c)² q is NaN, so is the weight.
     [[gnu::always_inline]] void centreWeights(double* out, double const* cv, std::int64_t count, double spatial) {
@@ -235,22 +262,22 @@ private:
                 weight = weights(k, y, forwardIndex_[last - e]) + o.di;
             }
             auto const slot = ringSlot(y);
-            neighbours_.push_back({weight, values(slot) + o.di, holes(slot) + o.di, o.di});
+            neighbours_.push_back({weight, values(slot) + o.di, holes(slot) + o.di});
         }
         Row const row{values(centreSlot(k, j)), holes(centreSlot(k, j)),
-                      f_.result + static_cast<std::size_t>((k * f_.ny + j) * f_.nx + x0), x0};
+                      f_.result + static_cast<std::size_t>((k * f_.ny + j) * f_.nx + x0)};
         std::int64_t const end = pad_ + columns;
         std::int64_t u = pad_;
         for (; u + static_cast<std::int64_t>(G) * LANES <= end; u += static_cast<std::int64_t>(G) * LANES) {
-            groupsAt<G>(row, u);
+            smoothGroups<G>(row, u);
         }
         for (; u + LANES <= end; u += LANES) {
-            groupsAt<1>(row, u);
+            smoothGroups<1>(row, u);
         }
         // The last centres as one full group that overlaps the previous one:
         // a centre's value depends on the input only.
         if (u < end) {
-            groupsAt<1>(row, end - LANES);
+            smoothGroups<1>(row, end - LANES);
         }
     }
 
@@ -258,34 +285,18 @@ private:
         double const* centre;
         long long const* hole;
         T* result; // at column x0
-        std::int64_t x0;
     };
 
+    // N groups of W centres from buffer position u, side by side so that
+    // their rounding chains overlap.
     template <std::size_t N>
-    [[gnu::always_inline]] void groupsAt(Row const& row, std::int64_t u) {
-        std::int64_t const x = row.x0 + u - pad_;
-        if (x < w_.half || x + static_cast<std::int64_t>(N) * LANES + w_.half > f_.nx) {
-            smoothGroups<N, true>(row, u, x);
-        } else {
-            smoothGroups<N, false>(row, u, x);
-        }
-    }
-
-    // N groups of W centres from buffer position u (column x), side by side
-    // so that their rounding chains overlap. Near the x faces each lane
-    // skips the neighbours outside the fragment.
-    template <std::size_t N, bool CLIPPED>
-    [[gnu::always_inline]] void smoothGroups(Row const& row, std::int64_t u, std::int64_t x) {
+    [[gnu::always_inline]] void smoothGroups(Row const& row, std::int64_t u) {
         Doubles centre[N];
         Doubles sum[N] = {};
         Doubles total[N] = {};
-        Masks column[N];
-        static constexpr long long LANE_NUMBERS[8] = {0, 1, 2, 3, 4, 5, 6, 7};
 #pragma GCC unroll 8
         for (std::size_t g = 0; g < N; ++g) {
             simd::load(centre[g], row.centre + u + static_cast<std::int64_t>(g) * LANES);
-            simd::load(column[g], LANE_NUMBERS);
-            column[g] += x + static_cast<std::int64_t>(g) * LANES;
         }
         for (Neighbour const& n : neighbours_) {
 #pragma GCC unroll 8
@@ -302,15 +313,8 @@ private:
                 if constexpr (std::is_same_v<T, float>) {
                     simd::roundToFloat<W>(next);
                 }
-                if constexpr (CLIPPED) {
-                    Masks const to = column[g] + n.di;
-                    Masks const inside = (to >= 0) & (to < f_.nx);
-                    sum[g] = inside ? next : sum[g];
-                    total[g] = inside ? total[g] + w : total[g];
-                } else {
-                    sum[g] = next;
-                    total[g] = total[g] + w;
-                }
+                sum[g] = next;
+                total[g] = total[g] + w;
             }
         }
 #pragma GCC unroll 8
