@@ -58,7 +58,9 @@ TYPED_TEST(FloatingRasterKernels, EveryOperationMatchesCellByCellArithmeticAndRe
     for (std::size_t i = 0; i < count; ++i) {
         a[i] = static_cast<T>(std::uniform_real_distribution<double>(-50.0, 50.0)(random));
         // Some zeros to divide by, some equal operands to subtract.
-        b[i] = i % 11 == 0 ? T(0) : i % 7 == 0 ? a[i] : static_cast<T>(std::uniform_real_distribution<double>(-5.0, 5.0)(random));
+        b[i] = i % 11 == 0  ? T(0)
+               : i % 7 == 0 ? a[i]
+                            : static_cast<T>(std::uniform_real_distribution<double>(-5.0, 5.0)(random));
         mask[i] = static_cast<unsigned char>(random() % 4 == 0);
     }
     for (auto const op : {Rastrum::Operandi::Subtract, Rastrum::Operandi::Add, Rastrum::Operandi::Divide,

@@ -80,7 +80,8 @@ public:
         auto const arrays = std::max(static_cast<std::size_t>(w_.half + 1) * k0Arrays(), window_.size());
         // Strips narrow enough for the weights to stay in the second-level cache.
         constexpr std::int64_t CACHED_DOUBLES = 48 * 1024;
-        strip_ = std::max<std::int64_t>(8 * LANES, CACHED_DOUBLES / static_cast<std::int64_t>(arrays) - 2 * pad_ - LANES);
+        auto const fitting = CACHED_DOUBLES / static_cast<std::int64_t>(arrays) - 2 * pad_ - LANES;
+        strip_ = std::max<std::int64_t>(8 * LANES, fitting);
         strip_ -= strip_ % LANES;
         strip_ = std::min(strip_, f_.nx);
         length_ = 2 * pad_ + strip_ + 2 * LANES;
