@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <type_traits>
 
+#include "bilateral/bilateral_lanes.hpp"
 #include "bilateral/narrowing.hpp"
 #include "bilateral/smoothing_filters.hpp"
 
@@ -33,7 +34,6 @@ template <class T>
 void bilateralFilter(T const* input, unsigned char const* cellTypes, FragmentShape shape, unsigned windowSize,
                      double sigmaSpatial, double sigmaRange, CellTypeTable const& excluded, T* result) {
     auto const [nx, ny, nz] = shape;
-    std::copy_n(input, nx * ny * nz, result);
     auto const half = static_cast<std::int64_t>(effectiveWindowSize(windowSize) - 1) / 2;
     auto const width = 2 * half + 1;
     // The spatial part of the exponent per window offset, as the weight
@@ -47,6 +47,12 @@ void bilateralFilter(T const* input, unsigned char const* cellTypes, FragmentSha
                 -0.5 * (dx * dx + dy * dy) / (sigmaSpatial * sigmaSpatial);
         }
     }
+    if constexpr (std::is_floating_point_v<T>) {
+        if (bilateralLanes(input, cellTypes, shape, half, spatial, sigmaRange, excluded, result)) {
+            return;
+        }
+    }
+    std::copy_n(input, nx * ny * nz, result);
     auto const sx = static_cast<std::int64_t>(nx);
     auto const sy = static_cast<std::int64_t>(ny);
     for (std::uint64_t k = 0; k < nz; ++k) {

@@ -39,25 +39,25 @@ bool sameRank3Size(Velum::MemBase const& a, Velum::MemBase const& b) {
 // Combines one fragment if both inputs hold element type In with equal
 // extents matching the mask; false when this kernel does not take them.
 template <class In>
-bool tryCombine(Operandi::Operation operation, Velum::MemBase const& a, Velum::MemBase const& b, Codes& mask,
+bool tryCombine(Operandi::Operation operation, Velum::MemBase const& a, Velum::MemBase const& b,
+                Lumen::StrongPtr<Codes> const& mask,
                 ResultFields const& result, Index const& index, bool& hasData) {
     auto const* first = dynamic_cast<Velum::MemArray<3, In> const*>(&a);
     auto const* second = dynamic_cast<Velum::MemArray<3, In> const*>(&b);
-    if (!first || !second || !sameRank3Size(a, b) || first->count() != mask.count()) {
+    if (!first || !second || !sameRank3Size(a, b) || first->count() != mask->count()) {
         return false;
     }
-    auto out = Lumen::makeStrong<Velum::MemArray<3, RasterResult<In>>>(first->Size());
-    combineRasters<In>(operation, first->data(), second->data(), mask.data(), out->data(), out->count(),
-                       cellTypes.HOLE_CELL_TYPES);
+    auto out = Lumen::makeStrong<Velum::MemArray<3, RasterResult<In>>>(first->Size(), Velum::uninitialised);
+    bool const nonZero = combineRasters<In>(operation, first->data(), second->data(), mask->data(), out->data(),
+                                            out->count(), cellTypes.HOLE_CELL_TYPES);
     auto const fragment = result.positions->getFragmentID(index);
     auto& cache = Lumen::Cache::MemCache();
-    auto const values = out->values();
-    if (std::ranges::all_of(values, [](auto v) { return v == 0; })) {
+    if (!nonZero) {
         result.positions->setPersistentData(nullptr, fragment, cache);
         return true;
     }
     result.height->setPersistentData(out, fragment, cache);
-    result.cellTypes->setPersistentData(Lumen::makeStrong<Codes>(mask), fragment, cache);
+    result.cellTypes->setPersistentData(mask, fragment, cache);
     hasData = true;
     return true;
 }
@@ -84,9 +84,10 @@ void combineFragment(FieldPtr const& a, FieldPtr const& b, FieldPtr const& ca, F
     if (!first || !second) {
         return dropPositions();
     }
-    Codes mask(firstCodes->Size());
-    mergeCellTypes(firstCodes->data(), secondCodes->data(), mask.data(), mask.count(), cellTypes.DATA_CELL_TYPES);
-    if (std::ranges::all_of(mask.values(), [](unsigned char m) { return m == 1; })) {
+    // The mask is handed to the result as it is, unless no cell holds data.
+    auto const mask = Lumen::makeStrong<Codes>(firstCodes->Size(), Velum::uninitialised);
+    if (!mergeCellTypes(firstCodes->data(), secondCodes->data(), mask->data(), mask->count(),
+                        cellTypes.DATA_CELL_TYPES)) {
         return dropPositions();
     }
     // Floating types first, then the integer types; int is tried last.
