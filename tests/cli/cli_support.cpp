@@ -55,38 +55,38 @@ std::vector<std::string> TempFolder::entries() const {
     return names;
 }
 
-RasterSpec uniform(int width, int height, int bands, GDALDataType type, double value) {
-    RasterSpec spec;
-    spec.width = width;
-    spec.height = height;
-    spec.bands = bands;
-    spec.type = type;
-    spec.values.assign(static_cast<std::size_t>(width * height * bands), value);
-    return spec;
+RasterOnDisk uniform(int width, int height, int bands, GDALDataType type, double value) {
+    RasterOnDisk raster;
+    raster.width = width;
+    raster.height = height;
+    raster.bands = bands;
+    raster.type = type;
+    raster.values.assign(static_cast<std::size_t>(width * height * bands), value);
+    return raster;
 }
 
-void writeRaster(std::string const& path, RasterSpec const& spec, char const* driver) {
+void writeRaster(std::string const& path, RasterOnDisk const& raster, char const* driver) {
     GDALAllRegister();
     GDALDatasetH const memory =
-        GDALCreate(GDALGetDriverByName("MEM"), "", spec.width, spec.height, spec.bands, spec.type, nullptr);
-    std::size_t const cells = static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height);
-    for (int band = 0; band < spec.bands; ++band) {
-        auto* values = const_cast<double*>(spec.values.data() + cells * static_cast<std::size_t>(band));
+        GDALCreate(GDALGetDriverByName("MEM"), "", raster.width, raster.height, raster.bands, raster.type, nullptr);
+    std::size_t const cells = static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height);
+    for (int band = 0; band < raster.bands; ++band) {
+        auto* values = const_cast<double*>(raster.values.data() + cells * static_cast<std::size_t>(band));
         GDALRasterBandH const handle = GDALGetRasterBand(memory, band + 1);
-        if (GDALRasterIO(handle, GF_Write, 0, 0, spec.width, spec.height, values, spec.width, spec.height,
+        if (GDALRasterIO(handle, GF_Write, 0, 0, raster.width, raster.height, values, raster.width, raster.height,
                          GDT_Float64, 0, 0) != CE_None) {
             throw std::runtime_error("cannot fill a test raster");
         }
-        if (spec.nodata) {
-            GDALSetRasterNoDataValue(handle, *spec.nodata);
+        if (raster.nodata) {
+            GDALSetRasterNoDataValue(handle, *raster.nodata);
         }
     }
-    if (spec.transform) {
-        auto transform = *spec.transform;
+    if (raster.transform) {
+        auto transform = *raster.transform;
         GDALSetGeoTransform(memory, transform.data());
     }
-    if (!spec.crsWkt.empty()) {
-        GDALSetProjection(memory, spec.crsWkt.c_str());
+    if (!raster.crsWkt.empty()) {
+        GDALSetProjection(memory, raster.crsWkt.c_str());
     }
     GDALDatasetH const written =
         GDALCreateCopy(GDALGetDriverByName(driver), path.c_str(), memory, FALSE, nullptr, nullptr, nullptr);

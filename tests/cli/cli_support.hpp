@@ -31,7 +31,7 @@ private:
 };
 
 // A raster to put on disk: band values in file order (row 0 north).
-struct RasterSpec {
+struct RasterOnDisk {
     int width = 0;
     int height = 0;
     int bands = 1;
@@ -42,8 +42,8 @@ struct RasterSpec {
     std::optional<double> nodata;
 };
 // A raster of one value everywhere, without georeferencing.
-RasterSpec uniform(int width, int height, int bands, GDALDataType type, double value);
-void writeRaster(std::string const& path, RasterSpec const& spec, char const* driver = "GTiff");
+RasterOnDisk uniform(int width, int height, int bands, GDALDataType type, double value);
+void writeRaster(std::string const& path, RasterOnDisk const& raster, char const* driver = "GTiff");
 
 // Everything GDAL tells about a raster: size, georeferencing, nodata, values.
 struct RasterRead {

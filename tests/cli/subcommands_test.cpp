@@ -17,10 +17,10 @@ namespace {
 class Subcommands : public testing::Test {
 protected:
     TempFolder folder;
-    RasterSpec spec = terrain(40, 30);
+    RasterOnDisk raster = terrain(40, 30);
     std::string input = folder / "dem.tif";
 
-    void SetUp() override { writeRaster(input, spec); }
+    void SetUp() override { writeRaster(input, raster); }
 
     // Runs a subcommand that writes `output` and reads the result back.
     RasterRead run(std::vector<std::string> arguments, std::string const& output) {
@@ -49,9 +49,9 @@ void expectSameValues(std::vector<double> const& actual, std::vector<double> con
 }
 
 // NaN wherever the input is nodata.
-std::vector<double> withHoles(std::vector<double> values, RasterSpec const& spec) {
+std::vector<double> withHoles(std::vector<double> values, RasterOnDisk const& raster) {
     for (std::size_t i = 0; i < values.size(); ++i) {
-        values[i] = spec.values[i] == Nodata ? std::nan("") : values[i];
+        values[i] = raster.values[i] == Nodata ? std::nan("") : values[i];
     }
     return values;
 }
@@ -62,7 +62,7 @@ TEST_F(Subcommands, MaskSobelAndSmoothEqualTheLibraryOnTheSameFragments) {
     testing_support::ConsoleCapture const console;
     for (std::uint64_t const fragment : {256u, 16u}) {
         SCOPED_TRACE("fragment size " + std::to_string(fragment));
-        auto const grid = directGrid(spec, fragment);
+        auto const grid = directGrid(raster, fragment);
         auto bundle = Velum::BundlePtr::create();
         (*bundle)[0.0]->setGrid("dem", grid.grid());
         std::string height = "Height";
@@ -88,9 +88,9 @@ TEST_F(Subcommands, MaskSobelAndSmoothEqualTheLibraryOnTheSameFragments) {
         auto const gaussian = run(smoothArgs, "s.tif");
 
         expectSameValues(mask.values, inFileOrder(grid, *field("Binary"), -1.0f), "mask");
-        expectSameValues(sobel.values, withHoles(inFileOrder(grid, *field("Height_Sobel"), -1.0f), spec), "sobel");
-        expectSameValues(bilateral.values, withHoles(inFileOrder(grid, *field("S"), -1.0f), spec), "bilateral");
-        expectSameValues(gaussian.values, withHoles(inFileOrder(grid, *field("G"), -1.0f), spec), "gaussian");
+        expectSameValues(sobel.values, withHoles(inFileOrder(grid, *field("Height_Sobel"), -1.0f), raster), "sobel");
+        expectSameValues(bilateral.values, withHoles(inFileOrder(grid, *field("S"), -1.0f), raster), "bilateral");
+        expectSameValues(gaussian.values, withHoles(inFileOrder(grid, *field("G"), -1.0f), raster), "gaussian");
         for (auto const* out : {&mask, &sobel, &bilateral, &gaussian}) {
             expectGeoreferenceKept(*out);
             EXPECT_EQ(out->type, GDT_Float32);
@@ -104,10 +104,10 @@ TEST_F(Subcommands, MaskSobelAndSmoothEqualTheLibraryOnTheSameFragments) {
 TEST_F(Subcommands, CalcMatchesTheArithmeticAndTheLibraryAndIsZeroInADroppedFragment) {
     // The second survey differs only in the southern rows and has an extra gap:
     // with fragments of 16, the northern fragments subtract to 0 and are dropped.
-    auto second = spec;
-    for (int row = 0; row < spec.height; ++row) {
-        for (int x = 0; x < spec.width; ++x) {
-            auto& value = second.values[static_cast<std::size_t>(x + spec.width * row)];
+    auto second = raster;
+    for (int row = 0; row < raster.height; ++row) {
+        for (int x = 0; x < raster.width; ++x) {
+            auto& value = second.values[static_cast<std::size_t>(x + raster.width * row)];
             value = x == 30 ? Nodata : value == Nodata ? value : static_cast<float>(value + (row >= 14 ? 0.25 * x : 0.0));
         }
     }
@@ -120,10 +120,10 @@ TEST_F(Subcommands, CalcMatchesTheArithmeticAndTheLibraryAndIsZeroInADroppedFrag
                              "c.tif");
         expectGeoreferenceKept(out);
         std::vector<double> expected;
-        for (std::size_t i = 0; i < spec.values.size(); ++i) {
-            auto const a = static_cast<float>(spec.values[i]);
+        for (std::size_t i = 0; i < raster.values.size(); ++i) {
+            auto const a = static_cast<float>(raster.values[i]);
             auto const b = static_cast<float>(second.values[i]);
-            bool const hole = spec.values[i] == Nodata || second.values[i] == Nodata;
+            bool const hole = raster.values[i] == Nodata || second.values[i] == Nodata;
             expected.push_back(hole      ? std::nan("")
                                : op == 0 ? a - b
                                : op == 1 ? a + b
@@ -133,7 +133,7 @@ TEST_F(Subcommands, CalcMatchesTheArithmeticAndTheLibraryAndIsZeroInADroppedFrag
         expectSameValues(out.values, expected, names[op]);
     }
 
-    auto const first = directGrid(spec, 16);
+    auto const first = directGrid(raster, 16);
     auto const later = directGrid(second, 16);
     Velum::Grid result;
     bool hasData = false;
@@ -155,7 +155,7 @@ TEST_F(Subcommands, CalcMatchesTheArithmeticAndTheLibraryAndIsZeroInADroppedFrag
 
 TEST_F(Subcommands, OverwriteWritesIntoTheCodesLikeTheLibrary) {
     for (bool const invert : {false, true}) {
-        auto const grid = directGrid(spec, 16);
+        auto const grid = directGrid(raster, 16);
         Tensa::MultiRange<double> range;
         range.add(1490.0, 1500.0);
         range.add(1510.0, 1515.0);

@@ -16,12 +16,12 @@ using namespace cli_testing;
 
 TEST(Surface, IsTheLibrarysTriangulationInGeoreferencedCoordinatesWithoutGaps) {
     TempFolder folder;
-    auto const spec = terrain(40, 30);
-    writeRaster(folder / "dem.tif", spec);
+    auto const raster = terrain(40, 30);
+    writeRaster(folder / "dem.tif", raster);
     auto const input = rastrum_host::readHeights(folder / "dem.tif", {});
     auto const mesh = rastrum_host::computeSurface(input, {.fragmentSize = 16, .overlap = {}}, {});
 
-    auto const grid = directGrid(spec, 16, 1);
+    auto const grid = directGrid(raster, 16, 1);
     auto source = Velum::BundlePtr::create();
     auto target = Velum::BundlePtr::create();
     (*source)[0.0]->setGrid("dem", grid.grid());
@@ -43,15 +43,15 @@ TEST(Surface, IsTheLibrarysTriangulationInGeoreferencedCoordinatesWithoutGaps) {
 
     // The first vertex is the centre of the westernmost data cell of the southern row.
     int west = 0;
-    while (spec.values[static_cast<std::size_t>(west + 29 * 40)] == Nodata) {
+    while (raster.values[static_cast<std::size_t>(west + 29 * 40)] == Nodata) {
         ++west;
     }
     EXPECT_EQ(mesh.vertices.front(), (std::array<double, 3>{477001.0 + 2.0 * west, 4412000.0 - 59.0,
-                                                            spec.values[static_cast<std::size_t>(west + 29 * 40)]}));
+                                                            raster.values[static_cast<std::size_t>(west + 29 * 40)]}));
 
     // Fragments sharing a row and a column cover every square of four data
     // cells exactly once.
-    auto const data = [&](int x, int row) { return spec.values[static_cast<std::size_t>(x + 40 * row)] != Nodata; };
+    auto const data = [&](int x, int row) { return raster.values[static_cast<std::size_t>(x + 40 * row)] != Nodata; };
     std::size_t squares = 0;
     for (int row = 0; row + 1 < 30; ++row) {
         for (int x = 0; x + 1 < 40; ++x) {
