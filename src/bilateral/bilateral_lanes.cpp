@@ -324,14 +324,7 @@ private:
             Masks hole;
             simd::load(hole, row.hole + at);
             Doubles const kept = hole ? centre[g] : sum[g] / total[g];
-            T* out = row.result + (at - pad_);
-            if constexpr (std::is_same_v<T, float>) {
-                Floats narrowed;
-                simd::narrow(narrowed, kept);
-                simd::store(out, narrowed);
-            } else {
-                simd::store(out, kept);
-            }
+            simd::storeAs<T, W>(row.result + (at - pad_), kept);
         }
     }
 

@@ -122,14 +122,7 @@ struct RingSmoother {
             Masks hole;
             simd::load(hole, flags.data() + centreAt + g * LANES);
             Doubles const kept = hole ? centre[g] : sum[g];
-            T* out = plane.result + (j + window.half) * plane.nx + window.half + i + g * LANES;
-            if constexpr (std::is_same_v<T, float>) {
-                Floats narrowed;
-                simd::narrow(narrowed, kept);
-                simd::store(out, narrowed);
-            } else {
-                simd::store(out, kept);
-            }
+            simd::storeAs<T, W>(plane.result + (j + window.half) * plane.nx + window.half + i + g * LANES, kept);
         }
     }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <immintrin.h>
+#include <type_traits>
 
 #include "frame/cell_types.hpp"
 
@@ -70,6 +71,18 @@ template <int W>
     typename Lanes<W>::Floats f;
     narrow(f, x);
     widen(x, f);
+}
+
+// Stores double lanes into floats (each rounded to the nearest) or doubles.
+template <class T, int W>
+[[gnu::always_inline]] inline void storeAs(T* to, typename Lanes<W>::Doubles const& x) {
+    if constexpr (std::is_same_v<T, float>) {
+        typename Lanes<W>::Floats narrowed;
+        narrow(narrowed, x);
+        store(to, narrowed);
+    } else {
+        store(to, x);
+    }
 }
 
 // The codes of a cell-type table, listed for comparing many cells at once
