@@ -125,7 +125,6 @@ void writeDataset(GDALDatasetH dataset, std::filesystem::path const& tmpPath, st
 template <class T>
 void writeRaster(std::filesystem::path const& path, Raster<T> const& raster, Georeference const& georef,
                  OutputOptions const& options, std::optional<double> nodata) {
-    outputDriver(path, options.format);
     AtomicOutput output(path, options.overwrite);
     auto const memory = inMemory(path, raster, georef, nodata);
     writeDataset(memory.get(), output.tmpPath(), path, options);
