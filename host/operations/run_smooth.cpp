@@ -10,15 +10,26 @@ unsigned effectiveWindow(unsigned requested) {
     return window % 2 == 0 ? window + 1 : window;
 }
 
-Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, Tiling const& tiling,
-                        RunContext const& context) {
+template <class T>
+Raster<T> runSmooth(HeightView<T> const& input, SmoothOptions const& options, Tiling const& tiling,
+                    RunContext const& context) {
     auto const tiled = tileHeights(input, tiling, effectiveWindow(options.window) - 1);
     unsigned const unused = 0;
     expectSuccess(Rastrum::bilateralSmoothing(*tiled.grid(), HeightField, "Smoothed", options.window,
                                               options.sigmaSpatial, options.sigmaRange, unused, options.gaussian,
                                               context.progress),
                   "bilateralSmoothing");
-    return heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), NoValue));
+    return heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), missingValue<T>()));
 }
+
+#define RASTRUM_RUN_SMOOTH(T)                                                                                      \
+    template Raster<T> runSmooth(HeightView<T> const&, SmoothOptions const&, Tiling const&, RunContext const&);
+RASTRUM_RUN_SMOOTH(float)
+RASTRUM_RUN_SMOOTH(double)
+RASTRUM_RUN_SMOOTH(std::uint8_t)
+RASTRUM_RUN_SMOOTH(std::uint16_t)
+RASTRUM_RUN_SMOOTH(std::uint32_t)
+RASTRUM_RUN_SMOOTH(unsigned long long)
+RASTRUM_RUN_SMOOTH(int)
 
 } // namespace rastrum_host

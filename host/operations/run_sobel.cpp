@@ -3,7 +3,8 @@
 
 namespace rastrum_host {
 
-Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context) {
+Raster<float> runSobel(HeightView<float> const& input, double slopeDegrees, Tiling const& tiling,
+                       RunContext const& context) {
     auto const tiled = tileHeights(input, tiling, SobelOverlap);
     auto bundle = bundleOf(tiled);
     std::string height = HeightField;

@@ -5,7 +5,7 @@
 
 namespace rastrum_host {
 
-SurfaceMesh computeSurface(HeightInput const& input, Tiling const& tiling, RunContext const& context) {
+SurfaceMesh computeSurface(HeightView<float> const& input, Tiling const& tiling, RunContext const& context) {
     auto const tiled = tileHeights(input, tiling, SurfaceOverlap);
     auto source = bundleOf(tiled);
     auto target = Velum::BundlePtr::create();
@@ -13,7 +13,7 @@ SurfaceMesh computeSurface(HeightInput const& input, Tiling const& tiling, RunCo
     std::string surfaceName = "surface";
     auto const message = Rastrum::raster3DtoTri(source, target, height, surfaceName, context.progress, "", 0.0);
     if (message == "size of triangulation is zero") {
-        throw InputError(input.source + ": no square of four data cells to make a surface of");
+        throw InputError(std::string(input.source) + ": no square of four data cells to make a surface of");
     }
     expectSuccess(message, "raster3DtoTri");
 
