@@ -82,6 +82,9 @@ py::object calc(std::string const& name, py::handle a, py::handle b, Common cons
 
 py::object overwrite(py::handle heights, py::object codes, std::vector<std::pair<double, double>> ranges, bool invert,
                      int value, Common c) {
+    if (value < 0 || value > 255) {
+        throw py::value_error("overwrite: value " + std::to_string(value) + " is not a cell-type code from 0 to 255");
+    }
     host::OverwriteOptions const options{.ranges = std::move(ranges), .invert = invert, .value = value};
     if (!codes.is_none()) {
         c.holes.cellTypes = std::move(codes);
