@@ -17,6 +17,19 @@ packages=(
   libassimp-dev
   libopencv-imgproc-dev
   libopencv-core-dev
+  # The Python package, its tests, example and benchmark (Debian's /usr/bin/python3)
+  pybind11-dev
+  python3-dev
+  python3-pybind11
+  python3-numpy
+  python3-xarray
+  python3-rioxarray
+  python3-dask
+  python3-distributed
+  python3-pytest
+  python3-matplotlib
+  python3-scipy
+  python3-opencv
 )
 
 missing=()
