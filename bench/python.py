@@ -73,7 +73,7 @@ def per_operation():
         volume.tofile(markers)
         for name, call in calls.items():
             raw = markers if name == "iso" else heights
-            out = subprocess.run([BUILD / "rastrum-host-timing", name, raw, str(SIDE), str(SIDE), str(REPEATS)],
+            out = subprocess.run([BUILD / "python" / "rastrum-host-timing", name, raw, str(SIDE), str(SIDE), str(REPEATS)],
                                  check=True, capture_output=True, text=True).stdout
             reference = float(out)
             ours = best(call)
