@@ -36,11 +36,12 @@ REPEATS = 3
 SIDE, BIG, CHUNK = 4096, 16384, 2048
 
 
-def terrain(rows, columns, seed=0, row0=0, column0=0):
-    y, x = np.mgrid[row0:row0 + rows, column0:column0 + columns].astype(np.float32)
-    rng = np.random.default_rng(seed)
-    h = 500 + 40 * np.sin(x / 97) * np.cos(y / 71) + rng.normal(0, 2, (rows, columns)).astype(np.float32)
-    h[rng.random((rows, columns)) < 0.05] = np.nan
+def terrain(rows, columns, row0=0, column0=0):
+    """Relief around 500 m with ripples and about 5 % holes; cheap, so that it does not hide the operations."""
+    y = np.arange(row0, row0 + rows, dtype=np.float32)[:, None]
+    x = np.arange(column0, column0 + columns, dtype=np.float32)[None, :]
+    h = 500 + 40 * np.sin(x / 97) * np.cos(y / 71) + 2 * np.sin(1.7 * y + 2.3 * x)
+    h[(7 * y.astype(np.int64) + 13 * x.astype(np.int64)) % 19 == 0] = np.nan
     return h.astype(np.float32)
 
 
@@ -84,7 +85,7 @@ def per_operation():
 
 def chunk_terrain(block_info=None):
     (r0, r1), (c0, c1) = block_info[None]["array-location"]
-    return terrain(r1 - r0, c1 - c0, seed=r0 * 7 + c0, row0=r0, column0=c0)
+    return terrain(r1 - r0, c1 - c0, r0, c0)
 
 
 def peer_sobel(b):
@@ -107,13 +108,14 @@ def on_cluster():
         for (operation, tool), pipeline in PIPELINES.items():
             with LocalCluster(n_workers=workers, threads_per_worker=1, processes=True, dashboard_address=None,
                               memory_limit=0) as cluster, Client(cluster) as client:
+                idle = max(client.run(lambda: resource.getrusage(resource.RUSAGE_SELF).ru_maxrss).values()) / 1024
                 data = dsa.map_blocks(chunk_terrain, chunks=((CHUNK,) * (BIG // CHUNK),) * 2, dtype=np.float32)
                 total = pipeline(data).sum()
                 start = time.perf_counter()
                 total.compute()
                 seconds = time.perf_counter() - start
                 peaks = client.run(lambda: resource.getrusage(resource.RUSAGE_SELF).ru_maxrss)
-                peak = max(peaks.values()) / 1024
+                peak = max(peaks.values()) / 1024 - idle
             rows.append((operation, tool, workers, seconds, peak))
             print(f"{operation} {tool} {workers} worker(s): {seconds:.1f} s, peak {peak:.0f} MiB", flush=True)
     return rows
@@ -134,8 +136,9 @@ def report(single, cluster):
     lines += ["", f"## Dask: {BIG}² float32 in {CHUNK}² chunks on a LocalCluster", "",
               f"Single-threaded worker processes; the terrain is generated per chunk inside the graph and the "
               f"result summed, so no file I/O. A chunk is {cell_mb:.0f} MiB. Target: 2 workers at least 1.6x "
-              f"faster than 1.", "",
-              "| Operation | Per chunk | 1 worker s | 2 workers s | Speed-up | Target met | Peak MiB per worker (1 / 2) |",
+              f"faster than 1. Peak memory is the worker's peak resident size less its size before the run; "
+              f"Dask keeps the chunks that neighbouring chunks still need for their halo.", "",
+              "| Operation | Per chunk | 1 worker s | 2 workers s | Speed-up | Target met | Peak MiB per worker above idle (1 / 2 workers) |",
               "|---|---|---:|---:|---:|---|---|"]
     for operation, tool in PIPELINES:
         one = next(r for r in cluster if r[:3] == (operation, tool, 1))
