@@ -2,7 +2,7 @@
 """Change of a landslide runout: DEM of difference, smoothing and gradient on a Dask cluster.
 
 The pair in ../shared/data is the DEM before the runout and the DEM of
-difference (after - before). The example rebuilds the DEM after the runout,
+difference (after - before, nodata where nothing changed). The example rebuilds the DEM after the runout,
 takes the difference again with rastrum, smooths it with the bilateral filter
 and computes the gradient of both DEMs, all lazily in chunks on a
 LocalCluster of two worker processes, and saves a figure.
@@ -35,7 +35,7 @@ def dem(name):
 def main():
     with LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster, Client(cluster):
         before = dem("pre_runout_DEM.asc")
-        after = before + dem("DEM_of_Difference.asc")
+        after = before + dem("DEM_of_Difference.asc").fillna(0)  # no difference given: no change
         difference = after.rastrum.calc("subtract", before)
         smoothed = difference.rastrum.smooth(window=5, sigma_spatial=1.5, sigma_range=2.0)
         slope_before, slope_after = before.rastrum.sobel(), after.rastrum.sobel()
@@ -46,7 +46,7 @@ def main():
     print(f"largest departure from the given difference: {float(np.nanmax(abs(difference - given))):.2e} m")
     print(f"volume change: {float(smoothed.sum()) * abs(np.prod(before.rio.resolution())):.0f} m³")
 
-    limit = float(np.nanpercentile(abs(difference), 98))
+    limit = float(np.nanpercentile(abs(difference.where(difference != 0)), 98))
     panels = [
         (before, "DEM before the runout (m)", "terrain", {}),
         (difference, "DEM of difference (m)", "RdBu", dict(vmin=-limit, vmax=limit)),

@@ -58,7 +58,7 @@ class RastrumAccessor:
 
     def _apply(self, run, halo, dtype, others=(), dimensions=2):
         da = self._da
-        arrays = [da.data] + [o.data for o in others]
+        arrays = [da.data] + [o.data if isinstance(o, xr.DataArray) else o for o in others]
         if not _is_dask(da.data):
             data = _per_plane(run, dimensions, *(np.asarray(a) for a in arrays))
         elif halo == 0:
@@ -110,7 +110,8 @@ class RastrumAccessor:
         """self op other, cell by cell; see rastrum.calc. `other` is a DataArray on the same grid."""
         if other.shape != self._da.shape:
             raise ValueError(f"calc: shapes differ: {self._da.shape} against {other.shape}")
-        rastrum.calc(op, np.zeros((1, 1), self._da.dtype), np.zeros((1, 1), self._da.dtype))  # checks op and type
+        one = np.ones((1, 1), self._da.dtype)
+        rastrum.calc(op, one, one.astype(other.dtype))  # the name and types are checked before any chunk runs
         nodata, b_nodata = self._nodata(), self._nodata(other)
         dtype = self._da.dtype if np.issubdtype(self._da.dtype, np.floating) else np.int32
         return self._apply(

@@ -117,27 +117,25 @@ py::object iso(py::handle volume, py::handle transform, std::uint64_t fragmentSi
     });
 }
 
-py::tuple mesh(py::handle heights, py::handle transform, Common c) {
+py::object mesh(py::handle heights, py::handle transform, Common c) {
     c.transform = py::reinterpret_borrow<py::object>(transform);
     using Float = std::tuple<float>;
-    py::tuple result;
-    dispatch(static_cast<Float const*>(nullptr), heights, "mesh", [&]<class T>(std::type_identity<T>) {
+    return dispatch(static_cast<Float const*>(nullptr), heights, "mesh", [&]<class T>(std::type_identity<T>) {
         auto input = heightsOf<T>(heights, c);
         auto surface = released(input, [&](auto const& view) {
             return host::computeSurface(view, tilingOf(c.fragmentSize, c.overlap), context);
         });
+        // Both arrays share the surface the library made, as rows of three.
         static_assert(sizeof(surface.vertices[0]) == 3 * sizeof(double));
         static_assert(sizeof(surface.triangles[0]) == 3 * sizeof(std::uint32_t));
         auto const vertices = static_cast<py::ssize_t>(surface.vertices.size());
         auto const triangles = static_cast<py::ssize_t>(surface.triangles.size());
         auto* owner = new host::SurfaceMesh(std::move(surface));
         py::capsule const free(owner, [](void* p) { delete static_cast<host::SurfaceMesh*>(p); });
-        result = py::make_tuple(
+        return py::object(py::make_tuple(
             py::array_t<double>({vertices, py::ssize_t{3}}, owner->vertices.front().data(), free),
-            py::array_t<std::uint32_t>({triangles, py::ssize_t{3}}, owner->triangles.front().data(), free));
-        return py::object(result);
+            py::array_t<std::uint32_t>({triangles, py::ssize_t{3}}, owner->triangles.front().data(), free)));
     });
-    return result;
 }
 
 // The library's console lines go to the logger "rastrum" (debug level).
