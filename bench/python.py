@@ -128,10 +128,11 @@ def on_cluster():
     return rows
 
 
-def report(single, cluster):
+def report(single, cluster, load):
     lines = ["# Python package: costs", "",
              "Written by `bench/python.py` (one run on this machine, under the heavy-run lock). "
-             "Lower is better.", "",
+             "Lower is better. Other work on the machine outside the heavy-run lock shows in the load "
+             f"average over the run: {load[0]:.1f} at the start, {load[1]:.1f} at the end, on {os.cpu_count()} cores.", "",
              f"## Python call against the same host path from C++ ({SIDE}² float32, best of {REPEATS})", "",
              "Target: the Python call costs at most 1.1x the C++ call (cutting into fragments, library run, "
              "stitching; the Python side also turns NaN into cell types and wraps the result).", "",
@@ -158,4 +159,6 @@ def report(single, cluster):
 
 
 if __name__ == "__main__":
-    report(per_operation(), on_cluster())
+    start_load = os.getloadavg()[1]
+    single, cluster = per_operation(), on_cluster()
+    report(single, cluster, (start_load, os.getloadavg()[1]))
