@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -197,11 +198,21 @@ int runCommandLine(int argc, char** argv) {
     meshing.add_option("output", output.path, "mesh file: .ply, .obj, .gltf or .glb")->required();
     meshing.add_flag("--overwrite", output.options.overwrite, "replace an existing output (and preview)");
     meshing.add_option("--preview", output.preview, "also render the heights as a shaded relief PNG");
+    MeshOptions meshOptions;
+    meshing.add_option("--max-error", meshOptions.maxError,
+                       "simplify: an adaptive surface within this many height units of every data cell")
+        ->check(finiteIn(0.0, HUGE_VAL, true, "a height difference >= 0"));
+    meshing.add_option("--up", meshOptions.up, "axis pointing up: z (PLY's default) or y (OBJ's and glTF's)")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, UpAxis>{{"y", UpAxis::Y}, {"z", UpAxis::Z}}));
     addTiling(meshing, common, "1, no gaps");
     addConsole(meshing, common);
-    meshing.footer("Vertices are stored relative to an origin recorded in the file (see the file's comments or the\n"
-                   "glTF root translation); triangles face up.\n"
-                   "Example:\n  rastrum mesh dem.tif surface.glb");
+    meshing.footer("Full resolution: one vertex per data cell in a square of four, welded across fragments.\n"
+                   "Axes: PLY x east, y north, z up; OBJ and glTF x east, y up, z south (north at -z), as their\n"
+                   "importers assume; --up z writes OBJ with z up. Vertices are stored relative to an origin the\n"
+                   "file records (PLY: comment origin, OBJ: # origin, glTF: the node's extras.origin, as east,\n"
+                   "north, height), so the model sits near the viewer's origin. Every vertex has a normal and\n"
+                   "triangles face up. Cells with non-finite or absurd heights (such as -3.4e38) are refused.\n"
+                   "Examples:\n  rastrum mesh dem.tif surface.glb\n  rastrum mesh dem.tif surface.obj --max-error 0.5");
 
     DemoOptions demoOptions;
     auto& demo = *app.add_subcommand("demo", "Generate a terrain and run every operation on it into one folder");
@@ -267,7 +278,7 @@ int runCommandLine(int argc, char** argv) {
         } else if (&chosen == &iso) {
             commandIso(volume, output, common.tiling, context);
         } else if (&chosen == &meshing) {
-            commandMesh(input, output, common.tiling, context);
+            commandMesh(input, output, meshOptions, common.tiling, context);
         } else if (&chosen == &demo) {
             runDemo(demoOptions, context, std::cout);
         }

@@ -68,15 +68,6 @@ Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions con
 // has seams where fragments meet; a fragment as large as the volume avoids them.
 Raster<float> runIso(MarkerVolume const& volume, Tiling const& tiling, RunContext const& context);
 
-// The triangle surface of the data cells in georeferenced coordinates (z is
-// the height), as the library makes it: no triangles across fragment borders,
-// so fragments share a row and a column by default; shared cells give one
-// vertex per fragment. Normals point down; writers flip the winding.
-struct SurfaceMesh {
-    std::vector<std::array<double, 3>> vertices;
-    std::vector<std::array<std::uint32_t, 3>> triangles;
-};
-// InputError when the raster has no square of four data cells.
-SurfaceMesh computeSurface(HeightInput const& input, Tiling const& tiling, RunContext const& context);
+// The triangle surfaces are in mesh/.
 
 } // namespace rastrum_host

@@ -8,7 +8,8 @@
 #include "io/atomic_output.hpp"
 #include "core/errors.hpp"
 #include "commands/info.hpp"
-#include "mesh/mesh_writer.hpp"
+#include "mesh/surface.hpp"
+#include "mesh/surface_input.hpp"
 #include "preview/preview.hpp"
 
 namespace rastrum_host {
@@ -122,18 +123,25 @@ void commandIso(std::string const& input, OutputArgs const& output, Tiling const
     write(output, runIso(volume, tiling, context), volume.georef, FloatNodata, {PreviewStyle::Ramp, middle});
 }
 
-void commandMesh(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
-    requireMeshFormat(output.path);
+void commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options, Tiling const& tiling,
+                 RunContext const& context) {
+    UpAxis const up = meshUpAxis(output.path, options.up);
     AtomicOutput mesh(output.path, output.options.overwrite);
     checkPreview(output);
     auto const heights = readHeights(input.path, input.read);
-    auto const surface = computeSurface(heights, tiling, context);
+    requireMeshableHeights(heights);
+    auto const file = openMeshFile(mesh.tmpPath(), surfaceOrigin(heights), up);
+    if (options.maxError) {
+        streamSimplifiedSurface(heights, *options.maxError, *file);
+    } else {
+        streamWeldedSurface(heights, tiling, context, *file);
+    }
+    file->finish();
     std::optional<AtomicOutput> png;
     if (!output.preview.empty()) {
         auto const memory = inMemory(output.preview, heights.heights, heights.georef, FloatNodata);
         renderPicture(png, output, memory.get(), {PreviewStyle::Relief});
     }
-    writeMesh(mesh.tmpPath(), surface.vertices, surface.triangles);
     mesh.commit();
     if (png) {
         png->commit();

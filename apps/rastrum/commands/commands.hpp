@@ -1,10 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "operations/operations.hpp"
 #include "io/raster_reader.hpp"
 #include "io/raster_writer.hpp"
+#include "mesh/mesh_file.hpp"
 
 // The subcommands from file to file: read, run the operation, write. The
 // output is checked before any work is done, so a refused output costs nothing.
@@ -32,7 +34,13 @@ void commandCalc(std::string const& operation, InputArgs const& first, InputArgs
 void commandOverwrite(InputArgs const& input, OutputArgs const& output, OverwriteOptions const& options,
                       Tiling const& tiling, RunContext const& context);
 void commandIso(std::string const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context);
-// The triangle surface to PLY, OBJ or glTF; the preview is a shaded relief of the heights.
-void commandMesh(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context);
+struct MeshOptions {
+    std::optional<double> maxError; // a simplified surface within this height of every data cell
+    std::optional<UpAxis> up;       // the format's own convention when not given
+};
+// The triangle surface to PLY, OBJ or glTF, written as it is made; the preview
+// is a shaded relief of the heights.
+void commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options, Tiling const& tiling,
+                 RunContext const& context);
 
 } // namespace rastrum_host
