@@ -26,12 +26,32 @@ std::filesystem::path scratchPath(std::filesystem::path const& path, char const*
     return path.string() + section;
 }
 
-// Binary PLY: vertices with normals, then faces as lists of vertex_indices.
-class PlyFile final : public MeshFile {
+// A header, known only at the end, then the vertex and the face sections.
+class SectionedFile : public MeshFile {
 public:
-    PlyFile(std::filesystem::path path, MeshFrame const& frame)
+    SectionedFile(std::filesystem::path path, MeshFrame const& frame)
         : path_(std::move(path)), frame_(frame), vertices_(scratchPath(path_, ".vertices"), true),
           faces_(scratchPath(path_, ".faces"), true) {}
+
+protected:
+    void join(std::string const& header) {
+        StreamFile file(path_, false);
+        file.write(header);
+        file.append(vertices_);
+        file.append(faces_);
+        file.close();
+    }
+
+    std::filesystem::path path_;
+    MeshFrame frame_;
+    StreamFile vertices_;
+    StreamFile faces_;
+};
+
+// Binary PLY: vertices with normals, then faces as lists of vertex_indices.
+class PlyFile final : public SectionedFile {
+public:
+    using SectionedFile::SectionedFile;
 
     void vertex(MeshPoint const& position, MeshPoint const& normal) override {
         std::array<Float3, 2> const record{frame_.position(position), frame_.direction(normal)};
@@ -46,33 +66,23 @@ public:
         ++faceCount_;
     }
     void finish() override {
-        StreamFile file(path_, false);
-        file.write("ply\nformat binary_little_endian 1.0\ncomment origin " + originText(frame_.origin) +
+        join("ply\nformat binary_little_endian 1.0\ncomment origin " + originText(frame_.origin) +
                    "\ncomment axes " + frame_.axesText() + "\nelement vertex " + std::to_string(vertexCount_) +
                    "\nproperty float x\nproperty float y\nproperty float z\n"
                    "property float nx\nproperty float ny\nproperty float nz\n"
                    "element face " + std::to_string(faceCount_) +
                    "\nproperty list uchar uint vertex_indices\nend_header\n");
-        file.append(vertices_);
-        file.append(faces_);
-        file.close();
     }
 
 private:
-    std::filesystem::path path_;
-    MeshFrame frame_;
-    StreamFile vertices_;
-    StreamFile faces_;
     std::uint64_t vertexCount_ = 0;
     std::uint64_t faceCount_ = 0;
 };
 
 // OBJ: a normal per vertex (vn i belongs to v i), faces numbered from 1.
-class ObjFile final : public MeshFile {
+class ObjFile final : public SectionedFile {
 public:
-    ObjFile(std::filesystem::path path, MeshFrame const& frame)
-        : path_(std::move(path)), frame_(frame), vertices_(scratchPath(path_, ".vertices"), true),
-          faces_(scratchPath(path_, ".faces"), true) {}
+    using SectionedFile::SectionedFile;
 
     void vertex(MeshPoint const& position, MeshPoint const& normal) override {
         line_ = "v";
@@ -96,18 +106,10 @@ public:
         faces_.write(line_);
     }
     void finish() override {
-        StreamFile file(path_, false);
-        file.write("# origin " + originText(frame_.origin) + "\n# axes " + frame_.axesText() + "\n");
-        file.append(vertices_);
-        file.append(faces_);
-        file.close();
+        join("# origin " + originText(frame_.origin) + "\n# axes " + frame_.axesText() + "\n");
     }
 
 private:
-    std::filesystem::path path_;
-    MeshFrame frame_;
-    StreamFile vertices_;
-    StreamFile faces_;
     std::string line_;
 };
 
