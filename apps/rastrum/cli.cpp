@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "commands.hpp"
-#include "console_route.hpp"
-#include "demo.hpp"
-#include "errors.hpp"
-#include "progress_bar.hpp"
+#include "commands/commands.hpp"
+#include "console/console_route.hpp"
+#include "demo/demo.hpp"
+#include "core/errors.hpp"
+#include "console/progress_bar.hpp"
 
 namespace rastrum_host {
 namespace {

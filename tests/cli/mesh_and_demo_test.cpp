@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "cli_support.hpp"
-#include "operations.hpp"
-#include "raster_reader.hpp"
+#include "operations/operations.hpp"
+#include "io/raster_reader.hpp"
 #include "terrain_fixture.hpp"
 
 using namespace cli_testing;

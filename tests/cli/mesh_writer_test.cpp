@@ -1,4 +1,4 @@
-#include "mesh_writer.hpp"
+#include "mesh/mesh_writer.hpp"
 
 #include <assimp/Importer.hpp>
 #include <assimp/scene.h>
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "errors.hpp"
+#include "core/errors.hpp"
 #include "temp_dir.hpp"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "preview.hpp"
+#include "preview/preview.hpp"
 
 #include <gdal.h>
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "errors.hpp"
+#include "core/errors.hpp"
 #include "temp_dir.hpp"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "operations.hpp"
+#include "operations/operations.hpp"
 #include "support/capture.hpp"
 
 using rastrum_host::HeightInput;

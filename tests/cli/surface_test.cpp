@@ -7,9 +7,9 @@
 
 #include "Rastrum.hpp"
 #include "Velum/TriangularSurface.hpp"
-#include "errors.hpp"
-#include "operations.hpp"
-#include "raster_reader.hpp"
+#include "core/errors.hpp"
+#include "operations/operations.hpp"
+#include "io/raster_reader.hpp"
 #include "terrain_fixture.hpp"
 
 using namespace cli_testing;

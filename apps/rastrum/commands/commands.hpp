@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+#include "operations/operations.hpp"
+#include "io/raster_reader.hpp"
+#include "io/raster_writer.hpp"
+
+// The subcommands from file to file: read, run the operation, write. The
+// output is checked before any work is done, so a refused output costs nothing.
+namespace rastrum_host {
+
+struct InputArgs {
+    std::string path;
+    ReadOptions read;
+};
+
+struct OutputArgs {
+    std::string path;
+    OutputOptions options;
+    std::string preview; // a PNG picture of the result (--preview); empty: none
+};
+
+std::string commandInfo(InputArgs const& input, Tiling const& tiling);
+void commandMask(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context);
+void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptions const& options,
+                   Tiling const& tiling, RunContext const& context);
+void commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
+                  RunContext const& context);
+void commandCalc(std::string const& operation, InputArgs const& first, InputArgs const& second,
+                 OutputArgs const& output, Tiling const& tiling, RunContext const& context);
+void commandOverwrite(InputArgs const& input, OutputArgs const& output, OverwriteOptions const& options,
+                      Tiling const& tiling, RunContext const& context);
+void commandIso(std::string const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context);
+// The triangle surface to PLY, OBJ or glTF; the preview is a shaded relief of the heights.
+void commandMesh(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context);
+
+} // namespace rastrum_host

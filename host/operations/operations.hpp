@@ -1,0 +1,82 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Lumen/LoaderProgress.hpp"
+#include "Lumen/StrongPtr.hpp"
+#include "Rastrum.hpp"
+#include "core/raster.hpp"
+#include "tiling/tiled_grid.hpp"
+
+// The host's operations on rasters in memory, one function per subcommand,
+// free of command-line parsing so that the demo runs the very same code. Each
+// cuts its input into fragments, runs the library and stitches the result
+// back into one raster of the input's shape.
+namespace rastrum_host {
+
+struct RunContext {
+    Lumen::StrongPtr<Lumen::LoaderProgress> progress; // empty: no progress reports
+};
+
+// Default overlaps: what each stencil needs so that stitching leaves no seams.
+inline constexpr std::uint64_t SobelOverlap = 2;
+inline constexpr std::uint64_t SurfaceOverlap = 1; // shared rows and columns close the gaps between fragments
+inline constexpr std::uint64_t IsoOverlap = 2;
+
+// 1.0 at data cells, 0.0 at holes. No nodata: the holes are the answer.
+Raster<float> runMask(HeightInput const& input, Tiling const& tiling, RunContext const& context);
+
+struct SmoothOptions {
+    bool gaussian = false; // the plain normalised Gaussian instead of the bilateral filter
+    unsigned window = 5;   // made odd and at least 3
+    double sigmaSpatial = 1.0;
+    double sigmaRange = 2.0; // in height units; bilateral only
+};
+unsigned effectiveWindow(unsigned requested);
+// Smoothed heights; holes stay NaN. Default overlap: window - 1.
+Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, Tiling const& tiling,
+                        RunContext const& context);
+
+// Gradient magnitude of the heights, unnormalised (a plane rising h per cell
+// gives 32 h); NaN at holes. The console gets the magnitude a slope of
+// slopeDegrees would give.
+Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context);
+
+// The operation named subtract, add, divide or multiply; InputError otherwise.
+Rastrum::Operandi::Operation arithmeticNamed(std::string const& name);
+// first op second, cell by cell; NaN where either input is a hole. The inputs
+// must have the same size and georeferencing (InputError naming both).
+Raster<float> runCalc(Rastrum::Operandi::Operation operation, HeightInput const& first, HeightInput const& second,
+                      Tiling const& tiling, RunContext const& context);
+
+struct OverwriteOptions {
+    std::vector<std::pair<double, double>> ranges; // closed intervals of heights
+    bool invert = false;                           // write outside the intervals instead
+    int value = 1;                                 // its low 8 bits are written
+};
+// The cell-type codes, with `value` written where the height lies in (or
+// outside) the intervals. Hole heights are NaN, which lies in no interval.
+Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions const& options, Tiling const& tiling,
+                                  RunContext const& context);
+
+// The marker density, one Float32 layer per input layer. Every fragment is
+// scaled to its own peak of 1, so the result depends on the fragment size and
+// has seams where fragments meet; a fragment as large as the volume avoids them.
+Raster<float> runIso(MarkerVolume const& volume, Tiling const& tiling, RunContext const& context);
+
+// The triangle surface of the data cells in georeferenced coordinates (z is
+// the height), as the library makes it: no triangles across fragment borders,
+// so fragments share a row and a column by default; shared cells give one
+// vertex per fragment. Normals point down; writers flip the winding.
+struct SurfaceMesh {
+    std::vector<std::array<double, 3>> vertices;
+    std::vector<std::array<std::uint32_t, 3>> triangles;
+};
+// InputError when the raster has no square of four data cells.
+SurfaceMesh computeSurface(HeightInput const& input, Tiling const& tiling, RunContext const& context);
+
+} // namespace rastrum_host
