@@ -87,12 +87,20 @@ void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptio
           {PreviewStyle::Relief});
 }
 
-void commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
-                  RunContext const& context) {
+std::string commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
+                         RunContext const& context, bool keepPartial) {
     checkOutput(output);
     auto const heights = readHeights(input.path, input.read);
-    write(output, runSobel(heights, slopeDegrees, tiling, context), heights.georef, FloatNodata,
+    write(output, runSobel(heights, slopeDegrees, tiling, context, keepPartial), heights.georef, FloatNodata,
           {PreviewStyle::Ramp});
+    return planeGradientNote(heights, slopeDegrees);
+}
+
+void commandSlope(InputArgs const& input, OutputArgs const& output, SlopeOptions const& options,
+                  Tiling const& tiling, RunContext const& context) {
+    checkOutput(output);
+    auto const heights = readHeights(input.path, input.read);
+    write(output, runSlope(heights, options, tiling, context), heights.georef, FloatNodata, {PreviewStyle::Ramp});
 }
 
 void commandCalc(std::string const& operation, InputArgs const& first, InputArgs const& second,
