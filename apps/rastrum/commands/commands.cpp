@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iostream>
 #include <limits>
 #include <optional>
 
@@ -44,12 +45,20 @@ void checkOutput(OutputArgs const& output) {
 }
 
 // Renders the preview, when asked for, beside a result that is about to be
-// committed; it appears only once the result did.
+// committed; it appears only once the result did. A preview is an extra: when
+// it cannot be drawn (a result without data, say) a warning says why and the
+// result is kept.
 void renderPicture(std::optional<AtomicOutput>& png, OutputArgs const& output, GDALDatasetH dataset,
                    Picture picture) {
-    if (!output.preview.empty()) {
+    if (output.preview.empty()) {
+        return;
+    }
+    try {
         png.emplace(output.preview, output.options.overwrite);
         renderPreview(dataset, picture.band, picture.style, png->tmpPath());
+    } catch (std::exception const& error) {
+        png.reset();
+        std::cerr << "rastrum: warning: " << output.preview << ": " << error.what() << "; the result is kept\n";
     }
 }
 
