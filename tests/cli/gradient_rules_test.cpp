@@ -52,8 +52,7 @@ TEST(GradientRules, NodataWhereTheStencilTouchedAHoleOrLeftTheRasterElseTheExact
         {"square cells, percent", plane(3.0, 0.0, 2.0, 2.0), {.percent = true, .scale = {}}, 150.0},
         {"cells of 2 x 4", plane(1.0, 2.0, 2.0, 4.0), {}, degrees(std::hypot(0.5, 0.5))},
         {"scale 10", plane(4.0, 3.0, 1.0, 1.0), {.percent = false, .scale = 10.0}, degrees(0.5)},
-        {"geographic", plane(11.1319, 0.0, 1e-4, 1e-4, cli_testing::epsgWkt(4326)), {}, degrees(1.0 / 1.000001)},
-        {"geographic along y", plane(0.0, 11.057427, 1e-4, 1e-4, cli_testing::epsgWkt(4326)), {}, degrees(1.0)},
+        {"geographic", plane(11.1319, 11.0574, 1e-4, 1e-4, cli_testing::epsgWkt(4326)), {}, degrees(std::sqrt(2.0))},
     };
     for (auto const& c : cases) {
         auto const slope = runSlope(c.input, c.options, tiling, context);
@@ -62,8 +61,7 @@ TEST(GradientRules, NodataWhereTheStencilTouchedAHoleOrLeftTheRasterElseTheExact
         for (std::uint32_t row = 0; row < 10; ++row) {
             for (std::uint32_t column = 0; column < 12; ++column) {
                 auto const i = slope.index(column, row);
-                SCOPED_TRACE(std::string(c.name) + " at " + std::to_string(column) + ", " + std::to_string(row));
-                ASSERT_EQ(std::isnan(slope.values[i]), besideHoleOrEdge(column, row));
+                ASSERT_EQ(std::isnan(slope.values[i]), besideHoleOrEdge(column, row)) << c.name << column << ',' << row;
                 EXPECT_EQ(std::isnan(gradient.values[i]), besideHoleOrEdge(column, row));
                 EXPECT_EQ(std::isnan(partial.values[i]), column == 5 && row == 4) << "--keep-partial";
                 if (!std::isnan(slope.values[i])) {
@@ -79,13 +77,12 @@ TEST(GradientRules, SmoothingLeavesNoValueWhereItsWindowLeavesTheRasterInBothMod
     auto const input = plane(1.0, 1.0, 1.0, 1.0);
     for (bool const gaussian : {false, true}) {
         for (bool const keep : {false, true}) {
-            SmoothOptions const options{.gaussian = gaussian, .window = 5, .keepPartial = keep};
-            auto const smooth = runSmooth(input, options, {.fragmentSize = 256, .overlap = {}}, {});
+            auto const smooth = runSmooth(input, {.gaussian = gaussian, .window = 5, .keepPartial = keep}, {}, {});
             for (std::uint32_t row = 0; row < 10; ++row) {
                 for (std::uint32_t column = 0; column < 12; ++column) {
                     bool const band = column < 2 || row < 2 || column > 9 || row > 7;
-                    bool const hole = column == 5 && row == 4;
-                    EXPECT_EQ(std::isnan(smooth.values[smooth.index(column, row)]), hole || (band && !keep))
+                    EXPECT_EQ(std::isnan(smooth.values[smooth.index(column, row)]),
+                              (column == 5 && row == 4) || (band && !keep))
                         << gaussian << keep << " at " << column << ", " << row;
                 }
             }
@@ -134,7 +131,7 @@ TEST(GradientRules, CommandLineRefusesSeamsStatesThePlaneGradientAndKeepsAResult
     }
     EXPECT_TRUE(std::filesystem::exists(folder / "d.tif"));
     EXPECT_FALSE(std::filesystem::exists(folder / "d.png"));
-    auto const logged = cli_testing::rastrum({"sobel", dem, folder / "e.tif", "--log", folder / "log.txt"});
+    cli_testing::rastrum({"sobel", dem, folder / "e.tif", "--log", folder / "log.txt"});
     std::stringstream log;
     log << std::ifstream(folder / "log.txt").rdbuf();
     EXPECT_NE(log.str().find("Threshold value for"), std::string::npos) << log.str();

@@ -8,7 +8,6 @@
 #include <memory>
 #include <vector>
 
-#include "core/errors.hpp"
 #include "temp_dir.hpp"
 
 namespace {
@@ -26,12 +25,10 @@ struct CloseDataset {
 };
 using Dataset = std::unique_ptr<void, CloseDataset>;
 
-// A north-up in-memory raster of 1 m cells with heights from a function of (column, row).
+// A north-up in-memory raster with heights from a function of (column, row).
 Dataset memoryRaster(int width, int height, std::function<double(int, int)> const& heightAt) {
     GDALAllRegister();
     Dataset raster(GDALCreate(GDALGetDriverByName("MEM"), "", width, height, 1, GDT_Float64, nullptr));
-    std::array<double, 6> transform{477000.0, 1.0, 0.0, 4412000.0, 0.0, -1.0};
-    GDALSetGeoTransform(raster.get(), transform.data());
     std::vector<double> values;
     for (int row = 0; row < height; ++row) {
         for (int column = 0; column < width; ++column) {
@@ -47,8 +44,7 @@ Dataset memoryRaster(int width, int height, std::function<double(int, int)> cons
 
 // The picture rendered from `source`, as its size and a colour lookup.
 struct Picture {
-    int width = 0;
-    int height = 0;
+    int width = 0, height = 0;
     std::vector<std::vector<int>> bands;
     Rgb at(int column, int row) const {
         auto const i = static_cast<std::size_t>(row * width + column);
@@ -84,11 +80,9 @@ TEST(PreviewStretch, PercentileRampHoleColourAndLegend) {
     });
     auto const picture = render(ramp.get(), PreviewStyle::Ramp, dir);
     ASSERT_GT(picture.height, 16 + 20);
-    EXPECT_EQ(picture.at(0, 0), magenta);
     EXPECT_EQ(picture.at(0, 1), viridisLow);
     EXPECT_EQ(picture.at(23, 15), viridisHigh);
-    EXPECT_NE(picture.at(12, 8), viridisLow) << "mid values keep mid colours despite the spike";
-    EXPECT_NE(picture.at(12, 8), viridisHigh);
+    EXPECT_TRUE(picture.at(12, 8) != viridisLow && picture.at(12, 8) != viridisHigh) << "mid values, mid colours";
     for (int row = 0; row < 16; ++row) {
         for (int column = 0; column < 24; ++column) {
             EXPECT_EQ(picture.at(column, row) == magenta, column == 0 && row == 0) << column << ", " << row;
@@ -98,31 +92,15 @@ TEST(PreviewStretch, PercentileRampHoleColourAndLegend) {
     EXPECT_EQ(picture.at(picture.width - 9, 16 + 14), viridisHigh);
 }
 
-TEST(PreviewStretch, DivergingIsWhiteAtZeroReliefFacesTheLightAndLongSidesShrinkTo2048) {
+TEST(PreviewStretch, DivergingIsWhiteAtZeroAndLongSidesShrinkTo2048) {
     TempDir const dir;
     Dataset const change = memoryRaster(24, 16, [](int c, int r) { return r == 0 ? (c == 0 ? -4.0 : 0.0) : 2.0; });
     auto const diverging = render(change.get(), PreviewStyle::Diverging, dir);
     EXPECT_EQ(diverging.at(5, 0), (Rgb{247, 247, 247}));
     EXPECT_EQ(diverging.at(0, 0), (Rgb{33, 102, 172})) << "the spread reaches -4 at the 98th percentile of |change|";
 
-    // The light comes from the north-west: a slope rising to the south-east faces it.
-    Dataset const facing = memoryRaster(24, 16, [](int c, int r) { return 0.4 * (c + r); });
-    Dataset const away = memoryRaster(24, 16, [](int c, int r) { return -0.4 * (c + r); });
-    EXPECT_GT(render(facing.get(), PreviewStyle::Relief, dir).at(12, 8)[0],
-              render(away.get(), PreviewStyle::Relief, dir).at(12, 8)[0]);
-
     Dataset const wide = memoryRaster(4100, 30, [](int c, int) { return c % 7; });
     auto const shrunk = render(wide.get(), PreviewStyle::Ramp, dir);
     EXPECT_EQ(shrunk.width, rastrum_host::MaxPreviewSide);
     EXPECT_LT(shrunk.height, 15 + 60) << "15 rows of map and the legend";
-}
-
-TEST(PreviewStretch, RefusesMissingBandsAndBandsWithoutData) {
-    TempDir const dir;
-    Dataset const plane = memoryRaster(24, 16, [](int c, int) { return 1.0 * c; });
-    Dataset const empty = memoryRaster(24, 16, [](int, int) { return nodata; });
-    for (auto const& [source, band] : {std::pair{plane.get(), 0}, {plane.get(), 2}, {empty.get(), 1}}) {
-        EXPECT_THROW(rastrum_host::renderPreview(source, band, PreviewStyle::Ramp, dir.path() / "a.png"),
-                     rastrum_host::InputError);
-    }
 }

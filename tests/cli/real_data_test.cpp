@@ -87,8 +87,7 @@ TEST(RealData, EveryElevationSampleRunsThroughInfoAndEveryHeightSubcommand) {
         run({"mesh", sample.file, folder / "surface.ply", "--preview", folder / "relief.png", "-q"});
         EXPECT_GT(std::filesystem::file_size(folder / "surface.ply"), 0u);
         auto const relief = readRaster(folder / "relief.png");
-        EXPECT_EQ(relief.width, raw.width);
-        EXPECT_EQ(relief.height, raw.height);
+        EXPECT_TRUE(relief.width >= raw.width && relief.height > raw.height) << "the map and its legend";
 
         auto const mask = output("mask.tif");
         auto const sobel = output("sobel.tif");

@@ -27,8 +27,7 @@ TEST(SlopeVsGdaldem, SameNodataAndAMedianDifferenceBelowAQuarterDegree) {
         std::string const dem = std::string(RASTRUM_DATA) + "/" + name + ".asc";
         auto const ours = rastrum({"slope", dem, folder / "ours.tif", "-s", scale, "--overwrite", "-q"});
         ASSERT_EQ(ours.status, 0) << ours.err;
-        std::string const command = "gdaldem slope -q -s " + std::string(scale) + " " + dem + " " + (folder / "gdal.tif");
-        std::filesystem::remove(folder / "gdal.tif");
+        std::string const command = "rm -f " + (folder / "gdal.tif") + "; gdaldem slope -q -s " + std::string(scale) + " " + dem + " " + (folder / "gdal.tif");
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
         auto const a = readRaster(folder / "ours.tif");
         auto const b = readRaster(folder / "gdal.tif");
@@ -47,7 +46,6 @@ TEST(SlopeVsGdaldem, SameNodataAndAMedianDifferenceBelowAQuarterDegree) {
         double const median = differences[differences.size() / 2];
         std::cout << name << ": median |rastrum - gdaldem| = " << median << " degrees over " << differences.size()
                   << " cells\n";
-        RecordProperty(name, std::to_string(median));
         EXPECT_EQ(mismatched, 0u) << name;
         EXPECT_LT(median, 0.25) << name;
     }
