@@ -11,6 +11,7 @@
 #include <iostream>
 #include <string>
 
+#include "mesh/surface.hpp"
 #include "operations/operations.hpp"
 
 namespace {

@@ -17,6 +17,8 @@ packages=(
   libassimp-dev
   libopencv-imgproc-dev
   libopencv-core-dev
+  libcgal-dev
+  python3-meshio
   # The Python package, its tests, example and benchmark (Debian's /usr/bin/python3)
   pybind11-dev
   python3-dev

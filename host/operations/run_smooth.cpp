@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "operations/edge_rule.hpp"
 #include "tiling/operation_support.hpp"
 #include "operations/operations.hpp"
 
@@ -19,7 +20,13 @@ Raster<T> runSmooth(HeightView<T> const& input, SmoothOptions const& options, Ti
                                               options.sigmaSpatial, options.sigmaRange, unused, options.gaussian,
                                               context.progress),
                   "bilateralSmoothing");
-    return heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), missingValue<T>()));
+    auto result = heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), missingValue<T>()));
+    if constexpr (std::is_floating_point_v<T>) {
+        if (!options.keepPartial) {
+            blankRasterEdge(result, effectiveWindow(options.window) / 2);
+        }
+    }
+    return result;
 }
 
 #define RASTRUM_RUN_SMOOTH(T)                                                                                      \

@@ -19,20 +19,24 @@ inline std::string const CellTypeField = "CellType";
 // Result cells without a value: holes, and cells of fragments the library skipped.
 inline constexpr float NoValue = std::numeric_limits<float>::quiet_NaN();
 
+// The grid of a height raster with the fields "Height" and "CellType", cut with
+// the overlap the operation needs (defaultOverlap) unless the tiling names one.
+template <class T>
+TiledGrid tileHeights(HeightView<T> const& input, Tiling const& tiling, std::uint64_t defaultOverlap) {
+    TiledGrid tiled({input.width, input.height, 1u}, placementOf(input.georef, input.height, std::string(input.source)),
+                    tiling.fragmentSize, overlapFor(tiling, defaultOverlap));
+    tiled.addField<T>(HeightField, input.heights);
+    tiled.addField<std::uint8_t>(CellTypeField, input.cellTypes);
+    return tiled;
+}
+inline TiledGrid tileHeights(HeightInput const& input, Tiling const& tiling, std::uint64_t defaultOverlap) {
+    return tileHeights(viewOf(input), tiling, defaultOverlap);
+}
+
 // What a result cell without a value holds: NaN, or 0 in integer results.
 template <class T>
 T missingValue() {
     return std::numeric_limits<T>::has_quiet_NaN ? std::numeric_limits<T>::quiet_NaN() : T{};
-}
-
-// The grid of a height raster with the fields "Height" and "CellType".
-template <class T>
-TiledGrid tileHeights(HeightView<T> const& input, Tiling const& tiling, std::uint64_t defaultOverlap) {
-    TiledGrid tiled({input.width, input.height, 1u}, placementOf(input.georef, input.height, std::string(input.source)),
-                    tiling.fragmentSize, tiling.overlap.value_or(defaultOverlap));
-    tiled.addField<T>(HeightField, input.heights);
-    tiled.addField<std::uint8_t>(CellTypeField, input.cellTypes);
-    return tiled;
 }
 
 // A bundle whose one slice, at time 0, holds the grid.
@@ -57,6 +61,10 @@ Raster<T> heightsResult(HeightView<In> const& input, std::vector<T> values) {
         }
     }
     return {.width = input.width, .height = input.height, .bands = 1, .values = std::move(values)};
+}
+template <class T>
+Raster<T> heightsResult(HeightInput const& input, std::vector<T> values) {
+    return heightsResult(viewOf(input), std::move(values));
 }
 
 } // namespace rastrum_host

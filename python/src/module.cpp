@@ -5,6 +5,7 @@
 #include "Lumen/Console.hpp"
 #include "arrays.hpp"
 #include "core/errors.hpp"
+#include "mesh/surface.hpp"
 #include "operations/operations.hpp"
 
 namespace rastrum_python {
@@ -123,9 +124,16 @@ py::object mesh(py::handle heights, py::handle transform, Common c) {
     return dispatch(static_cast<Float const*>(nullptr), heights, "mesh", [&]<class T>(std::type_identity<T>) {
         auto input = heightsOf<T>(heights, c);
         auto surface = released(input, [&](auto const& view) {
-            return host::computeSurface(view, tilingOf(c.fragmentSize, c.overlap), context);
+            // The surface is built from a raster of its own: the one copy the welding reads from.
+            host::HeightInput const copy{
+                .source = std::string(view.source),
+                .heights = {.width = view.width, .height = view.height, .bands = 1,
+                            .values = std::vector<float>(view.heights.begin(), view.heights.end())},
+                .cellTypes = std::vector<std::uint8_t>(view.cellTypes.begin(), view.cellTypes.end()),
+                .georef = view.georef};
+            return host::computeSurface(copy, tilingOf(c.fragmentSize, c.overlap), context);
         });
-        // Both arrays share the surface the library made, as rows of three.
+        // The arrays share the surface the host made, as rows of three.
         static_assert(sizeof(surface.vertices[0]) == 3 * sizeof(double));
         static_assert(sizeof(surface.triangles[0]) == 3 * sizeof(std::uint32_t));
         auto const vertices = static_cast<py::ssize_t>(surface.vertices.size());

@@ -49,7 +49,8 @@ def test_mesh_equals_command_line_to_file_precision(tmp_path, dem):
     run_cli("mesh", path, tmp_path / "m.obj")
     lines = (tmp_path / "m.obj").read_text().splitlines()
     origin = np.array(lines[0].split()[2:], float)
-    vertices = np.array([line.split()[1:] for line in lines if line.startswith("v ")], float) + origin
+    east, up, south = np.array([line.split()[1:] for line in lines if line.startswith("v ")], float).T
+    vertices = np.stack([east, -south, up], axis=1) + origin  # the file's axes: x east, y up, z south
     faces = np.array([[int(c.split("/")[0]) - 1 for c in line.split()[1:]] for line in lines if line.startswith("f")])
     ours, triangles = rastrum.mesh(h, TRANSFORM.to_gdal(), **TILING)
     np.testing.assert_allclose(canonical(ours, triangles), canonical(vertices, faces), rtol=0, atol=1e-3)
