@@ -27,8 +27,11 @@ std::string commandInfo(InputArgs const& input, Tiling const& tiling);
 void commandMask(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context);
 void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptions const& options,
                    Tiling const& tiling, RunContext const& context);
-void commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
-                  RunContext const& context);
+// Returns the host's note on the gradient a plane at slopeDegrees gives on the input's cells.
+std::string commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
+                         RunContext const& context, bool keepPartial = false);
+void commandSlope(InputArgs const& input, OutputArgs const& output, SlopeOptions const& options,
+                  Tiling const& tiling, RunContext const& context);
 void commandCalc(std::string const& operation, InputArgs const& first, InputArgs const& second,
                  OutputArgs const& output, Tiling const& tiling, RunContext const& context);
 void commandOverwrite(InputArgs const& input, OutputArgs const& output, OverwriteOptions const& options,
