@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "tiling/fragment_needs.hpp"
 #include "tiling/operation_support.hpp"
 #include "operations/operations.hpp"
 
@@ -12,7 +13,10 @@ unsigned effectiveWindow(unsigned requested) {
 
 Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, Tiling const& tiling,
                         RunContext const& context) {
-    auto const tiled = tileHeights(input, tiling, effectiveWindow(options.window) - 1);
+    unsigned const window = effectiveWindow(options.window);
+    checkFragments(tiling, {"smooth", 3, window - 1,
+                            "window - 1 for a window of " + std::to_string(window) + ", so that fragments join without seams"});
+    auto const tiled = tileHeights(input, tiling, window - 1);
     unsigned const unused = 0;
     expectSuccess(Rastrum::bilateralSmoothing(*tiled.grid(), HeightField, "Smoothed", options.window,
                                               options.sigmaSpatial, options.sigmaRange, unused, options.gaussian,

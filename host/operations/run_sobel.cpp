@@ -1,9 +1,11 @@
+#include "tiling/fragment_needs.hpp"
 #include "tiling/operation_support.hpp"
 #include "operations/operations.hpp"
 
 namespace rastrum_host {
 
 Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context) {
+    checkFragments(tiling, {"sobel", 3, SobelOverlap, "the 3 x 3 stencil reaches one point past each border"});
     auto const tiled = tileHeights(input, tiling, SobelOverlap);
     auto bundle = bundleOf(tiled);
     std::string height = HeightField;

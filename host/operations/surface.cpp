@@ -1,11 +1,13 @@
 #include "Velum/TriangularSurface.hpp"
 #include "core/errors.hpp"
+#include "tiling/fragment_needs.hpp"
 #include "tiling/operation_support.hpp"
 #include "operations/operations.hpp"
 
 namespace rastrum_host {
 
 SurfaceMesh computeSurface(HeightInput const& input, Tiling const& tiling, RunContext const& context) {
+    checkFragments(tiling, {"mesh", 2, SurfaceOverlap, "a shared row and column, so that no gap opens between fragments"});
     auto const tiled = tileHeights(input, tiling, SurfaceOverlap);
     auto source = bundleOf(tiled);
     auto target = Velum::BundlePtr::create();
