@@ -55,17 +55,6 @@ TEST(MeshSubcommand, WritesTheHostSurfaceAsGltfWithItsSideFileAndAReliefPreview)
     EXPECT_EQ(picture.height, 30);
 }
 
-namespace {
-
-std::string contents(std::string const& path) {
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-} // namespace
-
 TEST(Demo, RunsEveryOperationIntoOneFolderWhoseRastersOpenWithGdal) {
     TempFolder folder;
     std::string const out = folder / "demo";
