@@ -126,7 +126,7 @@ void addTiling(CLI::App& command, Common& common, std::string const& defaultOver
 
 void addConsole(CLI::App& command, Common& common) {
     command.add_flag("-q,--quiet", common.quiet, "no progress and no library messages on standard error");
-    command.add_option("--log", common.logPath, "write the library's messages to this file");
+    command.add_option("--log", common.logPath, "append the library's messages to this .log or .txt file (or a new one)");
 }
 
 // GDAL's tools spell the format option -of, which CLI11 cannot declare.
