@@ -141,10 +141,6 @@ std::vector<char*> withFormatSpelling(int argc, char** argv) {
     return arguments;
 }
 
-} // namespace
-
-namespace {
-
 int parseAndRun(int argc, char** argv) {
     CLI::App app("Numerical operations on elevation rasters, cut into fragments: masks, smoothing, gradients,\n"
                  "raster arithmetic and marker densities. Results keep the input's georeferencing.",
