@@ -22,11 +22,17 @@ using Index = Velum::MultiIndex<3>;
 
 // How a raster is cut: fragments of fragmentSize points along x and y, sharing
 // `overlap` points with their neighbours. Without an overlap each operation
-// takes the one its stencil needs.
+// takes the one its stencil needs; a smaller one cuts stencils at fragment
+// borders and is refused unless seams are allowed.
 struct Tiling {
     std::uint64_t fragmentSize = 256;
     std::optional<std::uint64_t> overlap;
+    bool allowSeams = false;
 };
+
+// The overlap to cut with for an operation whose stencil needs `need` shared
+// points; InputError for a smaller one unless tiling.allowSeams.
+std::uint64_t overlapFor(Tiling const& tiling, std::uint64_t need);
 
 // Where the cells of a raster lie as grid points: x is the column and y counts
 // rows from the southern one, so that both spacings are positive (the

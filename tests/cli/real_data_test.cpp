@@ -79,9 +79,9 @@ TEST(RealData, EveryElevationSampleRunsThroughInfoAndEveryHeightSubcommand) {
             << info.out;
 
         run({"mask", sample.file, folder / "mask.tif"});
-        run({"sobel", sample.file, folder / "sobel.tif", "-q"});
-        run({"smooth", sample.file, folder / "smooth.tif", "-q"});
-        run({"smooth", sample.file, folder / "gauss.tif", "--gaussian", "-q"});
+        run({"sobel", sample.file, folder / "sobel.tif", "--keep-partial", "-q"});
+        run({"smooth", sample.file, folder / "smooth.tif", "--keep-partial", "-q"});
+        run({"smooth", sample.file, folder / "gauss.tif", "--gaussian", "--keep-partial", "-q"});
         std::vector<std::string> calc{"calc", "subtract", sample.file, sample.file, folder / "zero.tif"};
         for (auto const& option : sample.decoding) {
             calc.push_back("--second-" + option.substr(2)); // the second raster decoded as the first
@@ -91,8 +91,7 @@ TEST(RealData, EveryElevationSampleRunsThroughInfoAndEveryHeightSubcommand) {
         run({"mesh", sample.file, folder / "surface.ply", "--preview", folder / "relief.png", "-q"});
         EXPECT_GT(std::filesystem::file_size(folder / "surface.ply"), 0u);
         auto const relief = readRaster(folder / "relief.png");
-        EXPECT_EQ(relief.width, raw.width);
-        EXPECT_EQ(relief.height, raw.height);
+        EXPECT_TRUE(relief.width >= raw.width && relief.height > raw.height) << "the map and its legend";
 
         auto const mask = output("mask.tif");
         auto const sobel = output("sobel.tif");
