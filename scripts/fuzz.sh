@@ -2,10 +2,12 @@
 # Fuzzes the raster readers and the command line with libFuzzer under ASan and
 # UBSan for a bounded time (not part of CI). The corpus grows in build/fuzz/corpus
 # across runs; findings are written to build/fuzz/findings.
-# Usage: scripts/fuzz.sh [seconds]   (default 600, shared between the two targets)
+# Usage: scripts/fuzz.sh [seconds] [readers|command_line]
+#   (default 600 seconds, shared between both targets unless one is named)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds="${1:-600}"
+only="${2:-}"
 data="$(pwd)/../shared/data"
 
 scripts/install-deps.sh
@@ -27,9 +29,11 @@ cmake --build "$build" --target fuzz_readers fuzz_command_line
 
 # Seeds: small windows of the shared elevation samples, or generated rasters
 # when they are absent.
-inputs="$build/inputs"
-corpus="$build/corpus"
-mkdir -p "$inputs" "$corpus/readers" "$corpus/command_line" "$build/findings"
+# Absolute paths: the command line target works in a scratch folder of its own.
+inputs="$(pwd)/$build/inputs"
+corpus="$(pwd)/$build/corpus"
+findings="$(pwd)/$build/findings"
+mkdir -p "$inputs" "$corpus/readers" "$corpus/command_line" "$findings"
 crop() { gdal_translate -q -srcwin "$2" "$3" 24 16 "${@:5}" "$1" "$4"; }
 if [ -f "$data/hugo_site.asc" ]; then
   crop "$data/hugo_site.asc" 0 0 "$inputs/dem.tif" -ot Float32
@@ -68,7 +72,15 @@ seed mask @DEM -q --log run.log out.asc
 
 common=(-rss_limit_mb=2048 -timeout=20 -max_len=4096 -close_fd_mask=3 -print_final_stats=1)
 half=$(( seconds / 2 ))
-"$build/fuzz/fuzz_readers" "${common[@]}" -max_total_time="$half" \
-  -artifact_prefix="$build/findings/readers-" "$corpus/readers"
-RASTRUM_FUZZ_INPUTS="$(realpath "$inputs")" "$build/fuzz/fuzz_command_line" "${common[@]}" \
-  -max_total_time="$(( seconds - half ))" -artifact_prefix="$build/findings/command_line-" "$corpus/command_line"
+case "$only" in
+  readers) half=$seconds ;;
+  command_line) half=0 ;;
+esac
+if [ "$half" -gt 0 ]; then
+  "$build/fuzz/fuzz_readers" "${common[@]}" -max_total_time="$half" \
+    -artifact_prefix="$findings/readers-" "$corpus/readers"
+fi
+if [ "$half" -lt "$seconds" ]; then
+  RASTRUM_FUZZ_INPUTS="$inputs" "$build/fuzz/fuzz_command_line" "${common[@]}" \
+    -max_total_time="$(( seconds - half ))" -artifact_prefix="$findings/command_line-" "$corpus/command_line"
+fi
