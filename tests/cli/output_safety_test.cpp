@@ -38,6 +38,7 @@ TEST_F(OutputSafety, LogNeverReplacesAFile) {
              {dem, "reads or writes"},
              {folder / "out.tif", "reads or writes"},
              {folder / "other.asc", "not a .log"},
+             {folder / "dem.prj", "side file of " + dem},
              {folder / "nowhere/x.log", "cannot be written"}}) {
         expectRefused({"sobel", dem, folder / "out.tif", "--log", log}, {said});
     }

@@ -20,16 +20,26 @@ bool sameFile(fs::path const& a, fs::path const& b) {
 void checkLog(std::string const& logPath, std::vector<std::string> const& runFiles) {
     fs::path const path(logPath);
     auto const refuse = [&](std::string const& why) { throw InputError("--log " + logPath + ": " + why); };
+    bool const logName = path.extension() == ".log" || path.extension() == ".txt";
     for (auto const& file : runFiles) {
-        if (!file.empty() && sameFile(path, file)) {
+        if (file.empty()) {
+            continue;
+        }
+        if (sameFile(path, file)) {
             refuse("is a file this run reads or writes");
+        }
+        // GDAL reads and writes side files such as dem.prj and out.tif.aux.xml.
+        fs::path const run(file);
+        bool const beside = sameFile(fs::absolute(path).parent_path(), fs::absolute(run).parent_path());
+        if (!logName && beside &&
+            (path.stem() == run.stem() || path.filename().string().starts_with(run.filename().string() + "."))) {
+            refuse("could be a side file of " + file + "; name the log .log or .txt");
         }
     }
     std::error_code error;
     auto const status = fs::status(path, error);
     if (fs::exists(status)) {
-        auto const extension = path.extension();
-        if (!fs::is_regular_file(status) || (extension != ".log" && extension != ".txt")) {
+        if (!fs::is_regular_file(status) || !logName) {
             refuse("exists and is not a .log or .txt file, the only ones a log is appended to");
         }
     }

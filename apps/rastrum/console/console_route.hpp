@@ -17,12 +17,13 @@ namespace rastrum_host {
 // A log never replaces anything: lines are appended to an existing .log or
 // .txt file, or else a new file is made (and removed again when no line
 // came, so that a run refused for bad input leaves none behind). Any other
-// existing file, any file the run reads or writes, and a log that cannot be
-// written are refused before the run starts.
+// existing file, any file the run reads or writes or a side file of one could
+// be (dem.prj beside dem.asc), and a log that cannot be written are refused
+// before the run starts.
 class ConsoleRoute {
 public:
     // InputError naming --log when the log is refused; `runFiles` are the
-    // files the run reads or writes (empty names are ignored).
+    // files the run reads or writes (empty names are skipped).
     ConsoleRoute(std::string const& logPath, bool quiet, ProgressBar* bar = nullptr,
                  std::vector<std::string> const& runFiles = {});
     ConsoleRoute(ConsoleRoute const&) = delete;
