@@ -1,14 +1,14 @@
 // Arbitrary bytes as a raster file, read as heights and as a marker volume.
 // The first byte picks the reading options; the rest is the file. A reader
 // must either read the file or refuse it with InputError: anything else
-// (a crash, a sanitizer report, another exception) is a finding.
+// (a crash, a sanitizer report, another exception) is a finding. The bytes
+// go to a real file, not /vsimem/, because the readers open local files only.
 #include <gdal.h>
 #include <stdlib.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <string>
 
 #include "core/errors.hpp"

@@ -178,7 +178,7 @@ void removeStagingOnSignals() {
         if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
             action.sa_handler = onSignal;
             sigemptyset(&action.sa_mask);
-            action.sa_flags = 0;
+            action.sa_flags = SA_RESTART; // a held signal must not fail the commit's calls
             ::sigaction(signal, &action, nullptr);
         }
     }
