@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "operations/edge_rule.hpp"
+#include "tiling/fragment_needs.hpp"
 #include "tiling/operation_support.hpp"
 #include "operations/operations.hpp"
 
@@ -14,7 +15,10 @@ unsigned effectiveWindow(unsigned requested) {
 template <class T>
 Raster<T> runSmooth(HeightView<T> const& input, SmoothOptions const& options, Tiling const& tiling,
                     RunContext const& context) {
-    auto const tiled = tileHeights(input, tiling, effectiveWindow(options.window) - 1);
+    unsigned const window = effectiveWindow(options.window);
+    checkFragments(tiling, {"smooth", 3, window - 1,
+                            "window - 1 for a window of " + std::to_string(window) + ", so that no seams show"});
+    auto const tiled = tileHeights(input, tiling, window - 1);
     unsigned const unused = 0;
     expectSuccess(Rastrum::bilateralSmoothing(*tiled.grid(), HeightField, "Smoothed", options.window,
                                               options.sigmaSpatial, options.sigmaRange, unused, options.gaussian,
@@ -23,7 +27,7 @@ Raster<T> runSmooth(HeightView<T> const& input, SmoothOptions const& options, Ti
     auto result = heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), missingValue<T>()));
     if constexpr (std::is_floating_point_v<T>) {
         if (!options.keepPartial) {
-            blankRasterEdge(result, effectiveWindow(options.window) / 2);
+            blankRasterEdge(result, window / 2);
         }
     }
     return result;
