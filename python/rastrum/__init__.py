@@ -35,7 +35,9 @@ def smooth(heights, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0
     ``window`` is made odd and at least 3; ``sigma_spatial`` is in cells,
     ``sigma_range`` in height units (bilateral only). Takes float32, float64,
     uint8, uint16, uint32, uint64 and int32 and returns the same type; the
-    integer types keep the library's per-step rounding.
+    integer types keep the library's per-step rounding. As on the command
+    line, the band of (window - 1) / 2 cells along the raster's edge is NaN in
+    floating-point results (the integer types keep the library's values there).
     """
     return _core.smooth(heights, gaussian, window, sigma_spatial, sigma_range, _common(**common))
 
@@ -43,7 +45,8 @@ def smooth(heights, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0
 def sobel(heights, slope=45.0, **common):
     """Gradient magnitude of float32 heights, unnormalised (a plane rising h per cell gives 32 h).
 
-    ``slope`` (degrees) only sets the threshold aid the library logs.
+    NaN at holes, and, as on the command line, where the 3 x 3 stencil touched
+    a hole or left the raster. ``slope`` (degrees) only sets the threshold aid the library logs.
     """
     return _core.sobel(heights, slope, _common(**common))
 
