@@ -2,8 +2,8 @@
 
 #include <cpl_error.h>
 
-#include <filesystem>
-#include <fstream>
+#include <cpl_vsi.h>
+
 #include <mutex>
 
 #include "core/errors.hpp"
@@ -23,22 +23,32 @@ std::string gdalMessage() {
     return message.empty() ? "GDAL gave no reason" : message;
 }
 
+namespace {
+
+// GDAL's own reason, or, when it gave none, what the file system says.
+std::string openFailure(std::string const& path) {
+    if (std::string const message = CPLGetLastErrorMsg(); !message.empty()) {
+        return message;
+    }
+    VSIStatBufL stat;
+    if (VSIStatL(path.c_str(), &stat) != 0) {
+        return "no such file";
+    }
+    return VSI_ISDIR(stat.st_mode) ? "is a folder, not a raster" : "not a raster format GDAL knows";
+}
+
+} // namespace
+
 Dataset openRaster(std::string const& path) {
     useGdal();
-    std::error_code error;
-    if (!std::filesystem::exists(path, error)) {
-        throw InputError(path + ": no such file");
-    }
-    if (std::filesystem::is_directory(path, error)) {
-        throw InputError(path + ": is a folder, not a raster file");
-    }
-    if (!std::ifstream(path)) {
-        throw InputError(path + ": cannot be read");
-    }
+    // Any name GDAL opens: files, virtual file systems (/vsizip/, /vsimem/, /vsicurl/), subdatasets, VRT.
     CPLErrorReset();
     Dataset dataset(GDALOpenEx(path.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr));
-    if (!dataset || GDALGetRasterCount(dataset.get()) == 0) {
-        throw InputError(path + ": not a raster GDAL can read");
+    if (!dataset) {
+        throw InputError(path + ": cannot be opened as a raster: " + openFailure(path));
+    }
+    if (GDALGetRasterCount(dataset.get()) == 0) {
+        throw InputError(path + ": holds no raster band (a container of subdatasets names them in rastrum info)");
     }
     return dataset;
 }

@@ -2,7 +2,9 @@
 
 #include <gdal.h>
 
+#include <cstdint>
 #include <memory>
+#include <type_traits>
 #include <string>
 
 #include "core/raster.hpp"
@@ -27,5 +29,20 @@ std::string gdalMessage();
 Dataset openRaster(std::string const& path);
 
 Georeference georeferenceOf(GDALDatasetH dataset);
+
+// GDAL's name for the element types the host reads and writes.
+template <class T>
+constexpr GDALDataType gdalType() {
+    if constexpr (std::is_same_v<T, float>) {
+        return GDT_Float32;
+    } else if constexpr (std::is_same_v<T, double>) {
+        return GDT_Float64;
+    } else if constexpr (std::is_same_v<T, std::uint16_t>) {
+        return GDT_UInt16;
+    } else {
+        static_assert(std::is_same_v<T, std::uint8_t>);
+        return GDT_Byte;
+    }
+}
 
 } // namespace rastrum_host

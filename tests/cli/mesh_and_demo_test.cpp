@@ -27,7 +27,7 @@ TEST(MeshSubcommand, WritesTheHostSurfaceAsGltfWithItsSideFileAndAReliefPreview)
     EXPECT_EQ(folder.entries(), (std::vector<std::string>{"dem.tif", "relief.png", "surface.bin", "surface.gltf"}));
 
     auto const input = rastrum_host::readHeights(folder / "dem.tif", {});
-    auto const expected = rastrum_host::computeSurface(input, {.fragmentSize = 16, .overlap = {}}, {});
+    auto const expected = rastrum_host::computeSurface(input, {.fragmentSize = 16, .overlap = {}, .band = {}}, {});
     Assimp::Importer importer;
     aiScene const* scene = importer.ReadFile(folder / "surface.gltf", 0);
     ASSERT_NE(scene, nullptr) << importer.GetErrorString();

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -93,7 +95,7 @@ TEST_F(Subcommands, MaskSobelAndSmoothEqualTheLibraryOnTheSameFragments) {
         expectSameValues(gaussian.values, withHoles(inFileOrder(grid, *field("G"), -1.0f), raster), "gaussian");
         for (auto const* out : {&mask, &sobel, &bilateral, &gaussian}) {
             expectGeoreferenceKept(*out);
-            EXPECT_EQ(out->type, GDT_Float32);
+            EXPECT_EQ(out->type, out == &mask ? GDT_Byte : GDT_Float32);
         }
         EXPECT_FALSE(mask.nodata) << "the mask's zeros are its holes";
         ASSERT_TRUE(sobel.nodata && bilateral.nodata);
@@ -211,10 +213,16 @@ TEST_F(Subcommands, IsoDensityEqualsTheLibraryLayerByLayer) {
     }
 }
 
-TEST_F(Subcommands, AsciiGridOutputCarriesItsCrsInTheSideFileAndHolesAsNodata) {
-    auto const tif = run({"sobel", input, folder / "gradient.tif"}, "gradient.tif");
+TEST_F(Subcommands, AsciiGridOutputCarriesItsCrsInTheSideFileAndHolesAsFiniteNodata) {
+    auto tif = run({"sobel", input, folder / "gradient.tif"}, "gradient.tif");
     auto const asc = run({"sobel", input, folder / "gradient.asc"}, "gradient.asc");
-    EXPECT_EQ(folder.entries(), (std::vector<std::string>{"dem.tif", "gradient.asc", "gradient.prj", "gradient.tif"}));
+    EXPECT_EQ(folder.entries(), (std::vector<std::string>{"dem.tif", "gradient.asc", "gradient.asc.aux.xml",
+                                                          "gradient.prj", "gradient.tif"}));
     expectGeoreferenceKept(asc);
+    double const lowestFloat = -std::numeric_limits<float>::max();
+    ASSERT_EQ(asc.nodata, lowestFloat);
+    for (auto& v : tif.values) {
+        v = std::isnan(v) ? lowestFloat : v;
+    }
     expectSameValues(asc.values, tif.values, "the same result in either format");
 }

@@ -19,7 +19,7 @@ TEST(Surface, IsTheLibrarysTriangulationInGeoreferencedCoordinatesWithoutGaps) {
     auto const raster = terrain(40, 30);
     writeRaster(folder / "dem.tif", raster);
     auto const input = rastrum_host::readHeights(folder / "dem.tif", {});
-    auto const mesh = rastrum_host::computeSurface(input, {.fragmentSize = 16, .overlap = {}}, {});
+    auto const mesh = rastrum_host::computeSurface(input, {.fragmentSize = 16, .overlap = {}, .band = {}}, {});
 
     auto const grid = directGrid(raster, 16, 1);
     auto source = Velum::BundlePtr::create();

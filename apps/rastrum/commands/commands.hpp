@@ -5,6 +5,7 @@
 #include "operations/operations.hpp"
 #include "io/raster_reader.hpp"
 #include "io/raster_writer.hpp"
+#include "streaming/streamed_run.hpp"
 
 // The subcommands from file to file: read, run the operation, write. The
 // output is checked before any work is done, so a refused output costs nothing.
@@ -19,6 +20,7 @@ struct OutputArgs {
     std::string path;
     OutputOptions options;
     std::string preview; // a PNG picture of the result (--preview); empty: none
+    StreamSettings stream; // memory for the band of rows in flight (--memory)
 };
 
 std::string commandInfo(InputArgs const& input, Tiling const& tiling);

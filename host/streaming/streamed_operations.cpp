@@ -1,0 +1,130 @@
+#include "streaming/streamed_operations.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/errors.hpp"
+
+namespace rastrum_host {
+namespace {
+
+// Bytes a cell of a band costs while computed: the band read, its fragments'
+// fields (the input's and the result's), and the result stitched and written.
+std::uint64_t cellBytes(std::uint64_t input, std::uint64_t result, Tiling const& tiling, std::uint64_t overlap) {
+    auto const size = static_cast<double>(tiling.fragmentSize);
+    auto const step = size - static_cast<double>(std::min<std::uint64_t>(tiling.overlap.value_or(overlap),
+                                                                          tiling.fragmentSize - 1));
+    auto const copies = static_cast<std::uint64_t>(std::ceil(size * size / (step * step)));
+    return input + (input + result) * copies + 2 * result;
+}
+
+StreamShape shapeOf(HeightReader const& reader, std::uint64_t overlap, std::uint64_t bytes) {
+    return {.width = reader.width(),
+            .height = reader.height(),
+            .northUp = placementOf(reader.georef(), reader.height(), reader.path()).northUp,
+            .overlap = overlap,
+            .cellBytes = bytes};
+}
+
+// A height operation from a band's input to its result raster.
+template <class Run>
+void streamHeights(HeightReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
+                   RunContext const& context, std::uint64_t overlap, std::uint64_t resultBytes, std::string const& label,
+                   Run const& run) {
+    auto const height = sizeof(float) + 1; // heights and cell-type codes
+    auto const shape = shapeOf(input, overlap, cellBytes(height, resultBytes, tiling, overlap));
+    streamBands(shape, tiling, settings, context, label, input.path(), [&](Band const& band, Tiling const& banded,
+                                                                           RunContext const& ctx, auto const& done) {
+        auto const heights = input.read(band.firstRow, band.rows);
+        done();
+        auto const result = run(heights, banded, ctx);
+        output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+        done();
+    });
+}
+
+} // namespace
+
+ResultLayout resultLayout(HeightReader const& reader, GDALDataType type, std::optional<double> holeNodata) {
+    return {.width = reader.width(),
+            .height = reader.height(),
+            .bands = 1,
+            .type = type,
+            .georef = reader.georef(),
+            .holeNodata = holeNodata,
+            .metadataFrom = reader.dataset()};
+}
+
+void streamMask(HeightReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
+                RunContext const& context) {
+    streamHeights(input, output, tiling, settings, context, 0, sizeof(float), "Mask",
+                  [](HeightInput const& in, Tiling const& t, RunContext const& c) { return runMask(in, t, c); });
+}
+
+void streamSmooth(HeightReader const& input, BandWriter& output, SmoothOptions const& options, Tiling const& tiling,
+                  StreamSettings const& settings, RunContext const& context) {
+    streamHeights(input, output, tiling, settings, context, effectiveWindow(options.window) - 1, sizeof(float),
+                  options.gaussian ? "Gaussian smoothing" : "Bilateral smoothing",
+                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runSmooth(in, options, t, c);
+                  });
+}
+
+void streamSobel(HeightReader const& input, BandWriter& output, double slopeDegrees, Tiling const& tiling,
+                 StreamSettings const& settings, RunContext const& context) {
+    streamHeights(input, output, tiling, settings, context, SobelOverlap, sizeof(float), "Sobel",
+                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runSobel(in, slopeDegrees, t, c);
+                  });
+}
+
+void streamOverwrite(HeightReader const& input, BandWriter& output, OverwriteOptions const& options,
+                     Tiling const& tiling, StreamSettings const& settings, RunContext const& context) {
+    streamHeights(input, output, tiling, settings, context, 0, 1, "Overwrite",
+                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runOverwrite(in, options, t, c);
+                  });
+}
+
+void streamCalc(Rastrum::Operandi::Operation operation, HeightReader const& first, HeightReader const& second,
+                BandWriter& output, Tiling const& tiling, StreamSettings const& settings, RunContext const& context) {
+    // Bands agree in height whatever the rasters do; runCalc checks the rest on each band.
+    if (first.height() != second.height() || first.width() != second.width()) {
+        auto const size = [](HeightReader const& r) {
+            return std::to_string(r.width()) + " x " + std::to_string(r.height());
+        };
+        throw InputError(first.path() + " and " + second.path() + " differ in size: " + size(first) + " against " +
+                         size(second) + " cells");
+    }
+    auto const heights = 2 * (sizeof(float) + 1);
+    auto const shape = shapeOf(first, 0, cellBytes(heights, sizeof(float) + 1, tiling, 0));
+    streamBands(shape, tiling, settings, context, "Raster arithmetic", first.path(),
+                [&](Band const& band, Tiling const& banded, RunContext const& ctx, auto const& done) {
+                    auto const a = first.read(band.firstRow, band.rows);
+                    auto const b = second.read(band.firstRow, band.rows);
+                    done();
+                    auto const result = runCalc(operation, a, b, banded, ctx);
+                    output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+                    done();
+                });
+}
+
+void streamIso(MarkerReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
+               RunContext const& context) {
+    auto const layers = input.layers();
+    StreamShape const shape{.width = input.width(),
+                            .height = input.height(),
+                            .northUp = placementOf(input.georef(), input.height(), input.path()).northUp,
+                            .overlap = IsoOverlap,
+                            .cellBytes = cellBytes(2 * layers, 4 * layers, tiling, IsoOverlap)};
+    streamBands(shape, tiling, settings, context, "Iso density", input.path(),
+                [&](Band const& band, Tiling const& banded, RunContext const& ctx, auto const& done) {
+                    auto const volume = input.read(band.firstRow, band.rows);
+                    done();
+                    auto const result = runIso(volume, banded, ctx);
+                    output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+                    done();
+                });
+}
+
+} // namespace rastrum_host
