@@ -20,7 +20,8 @@ struct OutputArgs {
     std::string path;
     OutputOptions options;
     std::string preview; // a PNG picture of the result (--preview); empty: none
-    StreamSettings stream; // memory for the band of rows in flight (--memory)
+    unsigned memoryMegabytes = 256; // --memory
+    StreamSettings stream;          // from memoryMegabytes
 };
 
 std::string commandInfo(InputArgs const& input, Tiling const& tiling);

@@ -12,7 +12,9 @@ namespace rastrum_host {
 // Sends the library's console lines, while alive, to a log file (--log), or
 // else to standard error unless quiet (-q). The log file is made on the first
 // line, so a run refused for bad input leaves none behind. Lines for standard
-// error go above the progress bar, if one is given.
+// error go above the progress bar, if one is given; there identical lines
+// (the operations repeat theirs per fragment) are folded into one with a
+// count, printed in the order they first came when the route ends.
 class ConsoleRoute {
 public:
     // InputError naming --log when the log's folder does not exist.
@@ -22,6 +24,9 @@ public:
     ~ConsoleRoute();
 
 private:
+    struct Folded;
+    std::shared_ptr<Folded> folded_;
+    ProgressBar* bar_ = nullptr;
     std::shared_ptr<std::ofstream> log_;
     Lumen::Console::Sink previous_;
 };
