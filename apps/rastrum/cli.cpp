@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -79,7 +80,7 @@ void addOutput(CLI::App& command, OutputArgs& output) {
                        "GDAL format (driver short name such as GTiff, COG, AAIGrid), also spelt -of");
     command.add_option("--co", output.options.creationOptions,
                        "creation option NAME=VALUE of the format, also spelt -co; repeatable. GeoTIFFs are by "
-                       "default TILED=YES COMPRESS=ZSTD PREDICTOR=3 (2 for integers) BIGTIFF=IF_SAFER");
+                       "default TILED=YES COMPRESS=ZSTD ZSTD_LEVEL=1 PREDICTOR=3 (2 for integers) BIGTIFF=IF_SAFER");
     command.add_option("--dstnodata", output.options.nodata,
                        "nodata value of float results (default NaN, or -3.4028234663852886e38 where the format "
                        "records no NaN: AAIGrid, GPKG, HFA)");
@@ -121,6 +122,19 @@ void configure(Common const& common) {
     if (common.threads > 0) {
         omp_set_num_threads(static_cast<int>(common.threads));
     }
+}
+
+std::string const OutOfMemory = "rastrum: out of memory; nothing was written. Give the run more memory, or a "
+                                "smaller --memory or --fragment-size\n";
+
+// An allocation that fails inside a parallel loop cannot be unwound to the
+// command line; it ends the run with the same message instead of an abort.
+void outOfMemoryInWorkers() {
+    if (omp_in_parallel()) {
+        std::fputs(OutOfMemory.c_str(), stderr);
+        std::_Exit(2);
+    }
+    throw std::bad_alloc();
 }
 
 // The bar on a terminal, GDAL's dotted line elsewhere; nothing with -q.
@@ -290,11 +304,12 @@ int runCommandLine(int argc, char** argv) {
     }
     second.read = input.read;
     try {
+        configure(common);
+        std::set_new_handler(outOfMemoryInWorkers);
         if (&chosen == &info) {
             std::cout << commandInfo(input, common.tiling);
             return 0;
         }
-        configure(common);
         output.stream.memoryBytes = std::uint64_t{output.memoryMegabytes} << 20;
         RunContext context;
         auto const bar = Lumen::makeStrong<ProgressBar>(stderr);
@@ -324,8 +339,7 @@ int runCommandLine(int argc, char** argv) {
         std::cerr << "rastrum: " << error.what() << '\n';
         return BadInput;
     } catch (std::bad_alloc const&) {
-        std::cerr << "rastrum: out of memory; nothing was written. Give the run more memory, or a smaller --memory "
-                     "or --fragment-size\n";
+        std::cerr << OutOfMemory;
         return BadInput;
     } catch (std::exception const& error) {
         std::cerr << "rastrum: internal error: " << error.what() << '\n';

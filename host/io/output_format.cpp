@@ -82,8 +82,10 @@ GDALDriverH outputDriver(std::filesystem::path const& path, std::string const& f
 std::vector<std::string> geotiffOptions(GDALDataType type, std::vector<std::string> const& given) {
     bool const floating = GDALDataTypeIsFloating(type) != 0;
     std::vector<std::string> options = given;
-    for (std::string const option : {"TILED=YES", "COMPRESS=ZSTD", floating ? "PREDICTOR=3" : "PREDICTOR=2",
-                                     "BIGTIFF=IF_SAFER", "NUM_THREADS=ALL_CPUS"}) {
+    // ZSTD at level 1 compresses heights about as well as DEFLATE at a fraction of the time.
+    for (std::string const option : {"TILED=YES", "COMPRESS=ZSTD", "ZSTD_LEVEL=1",
+                                     floating ? "PREDICTOR=3" : "PREDICTOR=2", "BIGTIFF=IF_SAFER",
+                                     "NUM_THREADS=ALL_CPUS"}) {
         bool const overridden = std::ranges::any_of(given, [&](auto const& o) { return keyOf(o) == keyOf(option); });
         // A predictor only goes with a compression that takes one.
         bool const plainCompression = keyOf(option) == "predictor" &&

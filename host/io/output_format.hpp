@@ -35,8 +35,9 @@ struct OutputPlan {
 OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& options, GDALDataType type,
                       int bands, std::optional<double> holeNodata);
 
-// The creation options for a GeoTIFF written directly: tiled, compressed,
-// BIGTIFF when needed, with `given` (NAME=VALUE) taking precedence.
+// The creation options for a GeoTIFF written directly: tiled, compressed
+// (ZSTD level 1 with a predictor), BIGTIFF when needed, with `given`
+// (NAME=VALUE) taking precedence.
 std::vector<std::string> geotiffOptions(GDALDataType type, std::vector<std::string> const& given);
 
 // The finite value holes get where a format does not record NaN as nodata:

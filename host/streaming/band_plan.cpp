@@ -2,15 +2,13 @@
 
 #include <algorithm>
 
-#include "core/errors.hpp"
+
 
 namespace rastrum_host {
 
 std::vector<Band> planBands(std::uint32_t width, std::uint32_t height, bool northUp, std::uint64_t fragmentSize,
                             std::uint64_t overlap, std::uint64_t fragmentRowsPerBand) {
-    if (fragmentSize == 0 || overlap >= fragmentSize) {
-        TiledGrid({1, 1, 1}, GridPlacement{}, fragmentSize, overlap); // throws the user's message
-    }
+    checkTiling(fragmentSize, overlap);
     auto const step = fragmentSize - overlap;
     auto const fragmentRows = fragmentsAlong(height, fragmentSize, overlap);
     auto const columns = fragmentsAlong(width, fragmentSize, overlap);

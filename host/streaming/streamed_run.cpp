@@ -78,13 +78,15 @@ std::vector<Band> planStream(StreamShape const& shape, Tiling const& tiling, Str
     auto const overlap = tiling.overlap.value_or(shape.overlap);
     auto const step = size > overlap ? size - overlap : 1;
     std::uint64_t const rowBytes = std::uint64_t{shape.width} * std::max<std::uint64_t>(shape.cellBytes, 1);
-    std::uint64_t const budgetRows = settings.memoryBytes / rowBytes;
+    // Never more than four fifths of what is available, the rest for GDAL and the output.
+    auto const available = availableMemory();
+    std::uint64_t const budgetRows = std::min(settings.memoryBytes, available / 5 * 4) / rowBytes;
     std::uint64_t const perBand = budgetRows > size ? 1 + (budgetRows - size) / step : 1;
     // The smallest band: one fragment row, or the raster when it is lower.
     std::uint64_t const smallest = rowBytes * std::min<std::uint64_t>(size, shape.height);
-    if (auto const available = availableMemory(); smallest > available) {
+    if (smallest > available) {
         throw InputError(source + ": " + std::to_string(shape.width) + " x " + std::to_string(shape.height) +
-                         " cells need about " + megabytes(smallest) + " for one row of fragments of " +
+                         " cells need about " + megabytes(smallest) + " of memory for one row of fragments of " +
                          std::to_string(size) + " points, but only " + megabytes(available) +
                          " are available; try a smaller --fragment-size");
     }

@@ -12,13 +12,7 @@ namespace {
 
 Velum::UniformGridLayout layoutOf(std::array<std::uint32_t, 3> const& shape, GridPlacement const& placement,
                                   std::uint64_t fragmentSize, std::uint64_t overlap) {
-    if (fragmentSize == 0) {
-        throw InputError("--fragment-size: must be at least 1");
-    }
-    if (overlap >= fragmentSize) {
-        throw InputError("--overlap " + std::to_string(overlap) + ": must be smaller than --fragment-size " +
-                         std::to_string(fragmentSize));
-    }
+    checkTiling(fragmentSize, overlap);
     // Layers are never cut: a fragment holds every band of its cells.
     return {.points = {shape[0], shape[1], shape[2]},
             .pointsPerFragment = {fragmentSize, fragmentSize, std::max(shape[2], 1u)},
@@ -58,6 +52,16 @@ std::vector<std::pair<std::uint64_t, std::uint64_t>> bandOwnedRanges(BandWindow 
 }
 
 } // namespace
+
+void checkTiling(std::uint64_t fragmentSize, std::uint64_t overlap) {
+    if (fragmentSize == 0) {
+        throw InputError("--fragment-size: must be at least 1");
+    }
+    if (overlap >= fragmentSize) {
+        throw InputError("--overlap " + std::to_string(overlap) + ": must be smaller than --fragment-size " +
+                         std::to_string(fragmentSize));
+    }
+}
 
 std::uint64_t fragmentsAlong(std::uint64_t points, std::uint64_t size, std::uint64_t overlap) {
     auto const step = size - overlap;

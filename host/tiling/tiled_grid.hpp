@@ -44,6 +44,8 @@ struct Tiling {
 // points it owns (see TiledGrid::stitch).
 std::vector<std::pair<std::uint64_t, std::uint64_t>> ownedRanges(std::uint64_t points, std::uint64_t fragments,
                                                                  std::uint64_t size, std::uint64_t step);
+// InputError naming the options when fragments cannot be cut so.
+void checkTiling(std::uint64_t fragmentSize, std::uint64_t overlap);
 // Fragments along an axis of `points` points.
 std::uint64_t fragmentsAlong(std::uint64_t points, std::uint64_t size, std::uint64_t overlap);
 
