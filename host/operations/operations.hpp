@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,16 +36,35 @@ struct SmoothOptions {
     unsigned window = 5;   // made odd and at least 3
     double sigmaSpatial = 1.0;
     double sigmaRange = 2.0; // in height units; bilateral only
+    bool keepPartial = false; // keep the library's values where the window leaves the raster
 };
 unsigned effectiveWindow(unsigned requested);
-// Smoothed heights; holes stay NaN. Default overlap: window - 1.
+// Smoothed heights; holes stay NaN, and so does the band of (window - 1) / 2
+// cells along the raster's edge unless keepPartial. Default overlap: window - 1.
 Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, Tiling const& tiling,
                         RunContext const& context);
 
-// Gradient magnitude of the heights, unnormalised (a plane rising h per cell
-// gives 32 h); NaN at holes. The console gets the magnitude a slope of
-// slopeDegrees would give.
-Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context);
+// Gradient magnitude of the heights, unnormalised: a plane rising h per cell
+// gives 32 h, whatever the cell size. NaN at holes, and where the 3 x 3
+// stencil touched a hole or left the raster unless keepPartial asks for the
+// library's own values there. The console gets the library's threshold line
+// for slopeDegrees.
+Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context,
+                       bool keepPartial = false);
+
+// The gradient a plane sloping `slopeDegrees` gives on this raster's cells, in
+// words, for choosing a threshold on the gradient.
+std::string planeGradientNote(HeightInput const& input, double slopeDegrees);
+
+struct SlopeOptions {
+    bool percent = false;        // 100 x rise over run instead of degrees
+    std::optional<double> scale; // horizontal units per height unit; default 1, or metres per degree when geographic
+};
+// Slope of the heights from the same gradient, in degrees or percent, using the
+// cell size along x and y. NaN wherever the gradient is (holes, their stencil
+// neighbours, the raster's edge).
+Raster<float> runSlope(HeightInput const& input, SlopeOptions const& options, Tiling const& tiling,
+                       RunContext const& context);
 
 // The operation named subtract, add, divide or multiply; InputError otherwise.
 Rastrum::Operandi::Operation arithmeticNamed(std::string const& name);
@@ -56,10 +76,12 @@ Raster<float> runCalc(Rastrum::Operandi::Operation operation, HeightInput const&
 struct OverwriteOptions {
     std::vector<std::pair<double, double>> ranges; // closed intervals of heights
     bool invert = false;                           // write outside the intervals instead
+    bool includeHoles = false;                     // let an inverted write reach hole cells too
     int value = 1;                                 // its low 8 bits are written
 };
 // The cell-type codes, with `value` written where the height lies in (or
-// outside) the intervals. Hole heights are NaN, which lies in no interval.
+// outside) the intervals. Hole heights are NaN, which lies in no interval, so
+// only an inverted write reaches holes, and only with includeHoles.
 Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions const& options, Tiling const& tiling,
                                   RunContext const& context);
 
@@ -68,15 +90,6 @@ Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions con
 // has seams where fragments meet; a fragment as large as the volume avoids them.
 Raster<float> runIso(MarkerVolume const& volume, Tiling const& tiling, RunContext const& context);
 
-// The triangle surface of the data cells in georeferenced coordinates (z is
-// the height), as the library makes it: no triangles across fragment borders,
-// so fragments share a row and a column by default; shared cells give one
-// vertex per fragment. Normals point down; writers flip the winding.
-struct SurfaceMesh {
-    std::vector<std::array<double, 3>> vertices;
-    std::vector<std::array<std::uint32_t, 3>> triangles;
-};
-// InputError when the raster has no square of four data cells.
-SurfaceMesh computeSurface(HeightInput const& input, Tiling const& tiling, RunContext const& context);
+// The triangle surfaces are in mesh/.
 
 } // namespace rastrum_host

@@ -9,7 +9,7 @@ Raster<float> runIso(MarkerVolume const& volume, Tiling const& tiling, RunContex
     auto const& markers = volume.markers;
     TiledGrid const tiled({markers.width, markers.height, markers.bands},
                           placementOf(volume.georef, markers.height, volume.source), tiling.fragmentSize,
-                          tiling.overlap.value_or(IsoOverlap), tiling.band);
+                          overlapFor(tiling, IsoOverlap), tiling.band);
     tiled.addField<std::uint16_t>("Markers", markers.values);
     auto bundle = bundleOf(tiled);
     std::string name = "Markers";

@@ -40,6 +40,11 @@ Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions con
     expectSuccess(done ? "" : "the grid lacks a field", "overwriteFieldValuesViaOtherField");
     std::uint8_t constexpr unchanged = 0;
     auto codes = tiled.stitch(*resultField(*tiled.grid(), CellTypeField), unchanged);
+    if (options.invert && !options.includeHoles) {
+        for (std::size_t i = 0; i < codes.size(); ++i) {
+            codes[i] = isHole(input.cellTypes[i]) ? input.cellTypes[i] : codes[i];
+        }
+    }
     return {.width = input.heights.width, .height = input.heights.height, .bands = 1, .values = std::move(codes)};
 }
 

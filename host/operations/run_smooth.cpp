@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "operations/edge_rule.hpp"
 #include "tiling/operation_support.hpp"
 #include "operations/operations.hpp"
 
@@ -18,7 +19,11 @@ Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, 
                                               options.sigmaSpatial, options.sigmaRange, unused, options.gaussian,
                                               context.progress),
                   "bilateralSmoothing");
-    return heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), NoValue));
+    auto result = heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), NoValue));
+    if (!options.keepPartial) {
+        blankRasterEdge(result, effectiveWindow(options.window) / 2);
+    }
+    return result;
 }
 
 } // namespace rastrum_host

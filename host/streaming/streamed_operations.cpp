@@ -1,7 +1,10 @@
 #include "streaming/streamed_operations.hpp"
 
+#include <ogr_srs_api.h>
+
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "core/errors.hpp"
 
@@ -51,6 +54,15 @@ void streamHeights(HeightReader const& input, BandWriter& output, Tiling const& 
 
 } // namespace
 
+HeightInput wholeRaster(HeightReader const& reader) {
+    HeightInput whole;
+    whole.source = reader.path();
+    whole.heights.width = reader.width();
+    whole.heights.height = reader.height();
+    whole.georef = reader.georef();
+    return whole;
+}
+
 ResultLayout resultLayout(HeightReader const& reader, GDALDataType type, std::optional<double> holeNodata) {
     return {.width = reader.width(),
             .height = reader.height(),
@@ -76,11 +88,45 @@ void streamSmooth(HeightReader const& input, BandWriter& output, SmoothOptions c
                   });
 }
 
-void streamSobel(HeightReader const& input, BandWriter& output, double slopeDegrees, Tiling const& tiling,
+namespace {
+
+// The gradient blanks the raster's edge rows, which a band cannot tell from
+// its own: with the overlap the stencil needs, a band's own edge rows belong
+// to its neighbours, but with less (--allow-seams) the raster is one band.
+StreamSettings gradientSettings(Tiling const& tiling, StreamSettings settings) {
+    if (overlapFor(tiling, SobelOverlap) < SobelOverlap) {
+        settings.memoryBytes = std::numeric_limits<std::uint64_t>::max();
+    }
+    return settings;
+}
+
+bool isGeographic(std::string const& wkt) {
+    OGRSpatialReferenceH const srs = wkt.empty() ? nullptr : OSRNewSpatialReference(wkt.c_str());
+    bool const geographic = srs && OSRIsGeographic(srs);
+    OSRDestroySpatialReference(srs);
+    return geographic;
+}
+
+} // namespace
+
+void streamSobel(HeightReader const& input, BandWriter& output, double slopeDegrees, bool keepPartial,
+                 Tiling const& tiling, StreamSettings const& settings, RunContext const& context) {
+    streamHeights(input, output, tiling, gradientSettings(tiling, settings), context, SobelOverlap, sizeof(float),
+                  "Sobel", [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runSobel(in, slopeDegrees, t, c, keepPartial);
+                  });
+}
+
+void streamSlope(HeightReader const& input, BandWriter& output, SlopeOptions const& options, Tiling const& tiling,
                  StreamSettings const& settings, RunContext const& context) {
-    streamHeights(input, output, tiling, settings, context, SobelOverlap, sizeof(float), "Sobel",
+    // Degrees of a geographic CRS are measured at the raster's centre latitude, which a band does not have.
+    auto banded = gradientSettings(tiling, settings);
+    if (!options.scale && isGeographic(input.georef().crsWkt)) {
+        banded.memoryBytes = std::numeric_limits<std::uint64_t>::max();
+    }
+    streamHeights(input, output, tiling, banded, context, SobelOverlap, sizeof(float), "Slope",
                   [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
-                      return runSobel(in, slopeDegrees, t, c);
+                      return runSlope(in, options, t, c);
                   });
 }
 

@@ -19,7 +19,8 @@ inline std::string const CellTypeField = "CellType";
 // Result cells without a value: holes, and cells of fragments the library skipped.
 inline constexpr float NoValue = std::numeric_limits<float>::quiet_NaN();
 
-// The grid of a height raster with the fields "Height" and "CellType".
+// The grid of a height raster with the fields "Height" and "CellType", cut with
+// the overlap the operation needs (defaultOverlap) unless the tiling names one.
 TiledGrid tileHeights(HeightInput const& input, Tiling const& tiling, std::uint64_t defaultOverlap);
 
 // A bundle whose one slice, at time 0, holds the grid.

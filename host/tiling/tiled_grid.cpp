@@ -98,6 +98,16 @@ std::vector<std::pair<std::uint64_t, std::uint64_t>> ownedRanges(std::uint64_t p
     return owned;
 }
 
+std::uint64_t overlapFor(Tiling const& tiling, std::uint64_t need) {
+    auto const overlap = tiling.overlap.value_or(need);
+    if (overlap < need && !tiling.allowSeams) {
+        throw InputError("--overlap " + std::to_string(overlap) + ": this operation needs " + std::to_string(need) +
+                         " points shared between fragments, or results show seams where fragments meet; "
+                         "use --overlap " + std::to_string(need) + " or add --allow-seams");
+    }
+    return overlap;
+}
+
 GridPlacement placementOf(Georeference const& georef, std::uint32_t rows, std::string const& source) {
     if (!georef.hasTransform) {
         return {.origin = {0.5, 0.5, 0.0}, .spacing = {1.0, 1.0, 1.0}, .northUp = true};

@@ -32,13 +32,19 @@ struct BandWindow {
 
 // How a raster is cut: fragments of fragmentSize points along x and y, sharing
 // `overlap` points with their neighbours. Without an overlap each operation
-// takes the one its stencil needs.
+// takes the one its stencil needs; a smaller one cuts stencils at fragment
+// borders and is refused unless seams are allowed.
 struct Tiling {
     std::uint64_t fragmentSize = 256;
     std::optional<std::uint64_t> overlap;
+    bool allowSeams = false;
     // Set when the raster is a band of whole fragment rows of a taller one.
     std::optional<BandWindow> band;
 };
+
+// The overlap to cut with for an operation whose stencil needs `need` shared
+// points; InputError for a smaller one unless tiling.allowSeams.
+std::uint64_t overlapFor(Tiling const& tiling, std::uint64_t need);
 
 // For each fragment along an axis of `points` points, the half-open range of
 // points it owns (see TiledGrid::stitch).

@@ -1,32 +1,58 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <exception>
 #include <type_traits>
 
 // The parallel fragment loop and the lock around framework calls.
 namespace Rastrum::frame {
 
+// The message of a grid whose fragment loop was stopped; the grid's name follows.
+inline constexpr char const* FRAGMENTS_UNFINISHED = "Fragments left unfinished in grid:";
+
 // Runs body(i) for i in [0, count) on the default team, handing out one
-// fragment at a time so that fragments of unequal cost balance out.
+// fragment at a time so that fragments of unequal cost balance out. An
+// exception must not leave the parallel region (that would end the process):
+// the first one, from a progress sink or an allocation, stops the hand-out of
+// further fragments and makes the call return false.
 template <class Body>
-void forEachFragmentInParallel(std::uint32_t count, Body&& body) {
+bool forEachFragmentInParallel(std::uint32_t count, Body&& body) {
+    std::atomic<bool> failed{false};
 #pragma omp parallel
     {
 #pragma omp for schedule(nonmonotonic : dynamic, 1) nowait
         for (std::uint64_t i = 0; i < count; ++i) {
-            body(static_cast<std::uint32_t>(i));
+            if (failed.load(std::memory_order_relaxed)) {
+                continue;
+            }
+            try {
+                body(static_cast<std::uint32_t>(i));
+            } catch (...) {
+                failed.store(true, std::memory_order_relaxed);
+            }
         }
     }
+    return !failed.load();
 }
 
 // Runs a framework call under the one global lock (OpenMP's unnamed critical
-// section) that serialises access to shared framework objects.
+// section) that serialises access to shared framework objects. An exception
+// is carried out of the critical section before it is rethrown.
 template <class Call>
 std::invoke_result_t<Call> underFrameworkLock(Call&& call) {
     std::invoke_result_t<Call> result;
+    std::exception_ptr error;
 #pragma omp critical
     {
-        result = call();
+        try {
+            result = call();
+        } catch (...) {
+            error = std::current_exception();
+        }
+    }
+    if (error) {
+        std::rethrow_exception(error);
     }
     return result;
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -15,7 +16,9 @@
 #include <string>
 #include <vector>
 
+#include "Lumen/Console.hpp"
 #include "cli_support.hpp"
+#include "console/console_route.hpp"
 #include "io/raster_reader.hpp"
 #include "terrain_fixture.hpp"
 
@@ -132,29 +135,52 @@ TEST_F(GdalConventions, ProgressOffATerminalIsGdalsDottedLineAndQuietSilencesIt)
     EXPECT_EQ(shown.err, "0...10...20...30...40...50...60...70...80...90...100 - done.\n");
     auto const quiet = rastrum({"sobel", dem, folder / "q.tif", "-q"});
     EXPECT_EQ(quiet.err, "");
-    auto const folded = rastrum({"sobel", dem, folder / "f.tif", "--fragment-size", "16"});
-    EXPECT_NE(folded.err.find("degree is: 32.000000 (20 times)\n"), std::string::npos) << folded.err;
 }
 
-TEST_F(GdalConventions, RunningOutOfMemoryIsStatusTwoWithNothingWritten) {
+TEST(ConsoleRoute, IdenticalLinesAreFoldedWithACountOnTheTerminalAndKeptWholeInTheLog) {
+    TempFolder folder;
+    auto const emit = [] {
+        for (int i = 0; i < 3; ++i) {
+            Lumen::Console() << "Threshold value for : 45 degree is: 32.000000";
+        }
+        Lumen::Console() << "other";
+    };
+    std::FILE* terminal = std::tmpfile();
+    {
+        rastrum_host::ProgressBar bar(terminal, rastrum_host::ProgressBar::Drawing::Always);
+        rastrum_host::ConsoleRoute const route("", false, &bar);
+        emit();
+    }
+    std::rewind(terminal);
+    std::string shown(256, '\0');
+    shown.resize(std::fread(shown.data(), 1, shown.size(), terminal));
+    std::fclose(terminal);
+    EXPECT_EQ(shown, "Threshold value for : 45 degree is: 32.000000 (3 times)\nother\n");
+    {
+        rastrum_host::ConsoleRoute const route(folder / "log.txt", false);
+        emit();
+    }
+    std::ifstream log(folder / "log.txt");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}),
+              "Threshold value for : 45 degree is: 32.000000\nThreshold value for : 45 degree is: 32.000000\n"
+              "Threshold value for : 45 degree is: 32.000000\nother\n");
+}
+
+TEST_F(GdalConventions, ARunThatCannotFitInMemoryIsRefusedWithItsSizeAndNothingWritten) {
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "AddressSanitizer reserves more address space than any limit leaves";
 #endif
-    // 6000 x 6000 cells, sparse on disk: a band of whole 6000-point fragments (refused before any
-    // work) and the whole-raster surface (out of memory while running) need more than 700 MB.
+    // 6000 x 6000 cells, sparse on disk: a band of whole 6000-point fragments needs more than 700 MB.
     auto const big = folder / "big.tif";
     GDALDatasetH const sparse = GDALCreate(GDALGetDriverByName("GTiff"), big.c_str(), 6000, 6000, 1, GDT_Float32,
                                            nullptr);
     GDALClose(sparse);
-    for (auto const& [command, output] : std::vector<std::pair<std::string, std::string>>{
-             {"sobel --fragment-size 6000", "out.tif"}, {"mesh", "out.ply"}}) {
-        auto const line = "ulimit -v 700000; exec " + std::string(RASTRUM_CLI) + " " + command + " " + big + " " +
-                          (folder / output) + " -q 2>" + (folder / "err.txt");
-        int const status = std::system(("sh -c '" + line + "'").c_str());
-        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2) << command;
-        std::ifstream err(folder / "err.txt");
-        std::string const message{std::istreambuf_iterator<char>(err), {}};
-        EXPECT_NE(message.find("memory"), std::string::npos) << message;
-        EXPECT_FALSE(std::filesystem::exists(folder / output));
-    }
+    auto const line = "ulimit -v 700000; exec " + std::string(RASTRUM_CLI) + " sobel " + big + " " +
+                      (folder / "out.tif") + " -q --fragment-size 6000 2>" + (folder / "err.txt");
+    int const status = std::system(("sh -c '" + line + "'").c_str());
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
+    std::ifstream err(folder / "err.txt");
+    std::string const message{std::istreambuf_iterator<char>(err), {}};
+    EXPECT_NE(message.find("need about 1099 MB of memory"), std::string::npos) << message;
+    EXPECT_FALSE(std::filesystem::exists(folder / "out.tif"));
 }

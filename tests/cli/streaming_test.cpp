@@ -38,7 +38,11 @@ std::vector<Operation> operations() {
         {"smooth", GDT_Float32, [](auto const& a, auto const&, auto const& t) { return runSmooth(a, bilateral, t, {}); },
          [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) { streamSmooth(a, w, bilateral, t, s, {}); }},
         {"sobel", GDT_Float32, [](auto const& a, auto const&, auto const& t) { return runSobel(a, 30.0, t, {}); },
-         [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) { streamSobel(a, w, 30.0, t, s, {}); }},
+         [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) {
+             streamSobel(a, w, 30.0, false, t, s, {});
+         }},
+        {"slope", GDT_Float32, [](auto const& a, auto const&, auto const& t) { return runSlope(a, {}, t, {}); },
+         [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) { streamSlope(a, w, {}, t, s, {}); }},
         {"calc", GDT_Float32,
          [](auto const& a, auto const& b, auto const& t) { return runCalc(Rastrum::Operandi::Subtract, a, b, t, {}); },
          [](auto const& a, auto const& b, auto& w, auto const& t, auto const& s) {
@@ -78,7 +82,7 @@ void expectStreamingEqualsWhole(std::string const& first, std::string const& sec
     auto const wholeB = b.read(0, b.height());
     for (auto const& operation : operations()) {
         for (std::uint64_t const fragment : {9u, 48u}) {
-            Tiling const tiling{.fragmentSize = fragment, .overlap = {}, .band = {}};
+            Tiling const tiling{.fragmentSize = fragment, .overlap = {}, .allowSeams = false, .band = {}};
             auto const whole = operation.whole(wholeA, wholeB, tiling);
             for (std::uint64_t const memory : {std::uint64_t{1}, std::uint64_t{1} << 40}) {
                 SCOPED_TRACE(operation.name + ", fragment " + std::to_string(fragment) + ", memory " +
@@ -136,7 +140,7 @@ TEST(Streaming, IsoEqualsTheWholeVolumeRun) {
     volume.transform = TestTransform;
     writeRaster(folder / "markers.tif", volume);
     MarkerReader const reader(folder / "markers.tif");
-    Tiling const tiling{.fragmentSize = 12, .overlap = 10, .band = {}};
+    Tiling const tiling{.fragmentSize = 12, .overlap = 10, .allowSeams = false, .band = {}};
     auto const whole = runIso(reader.read(0, reader.height()), tiling, {});
     for (std::uint64_t const memory : {std::uint64_t{1}, std::uint64_t{1} << 40}) {
         auto const out = folder / ("iso" + std::to_string(memory) + ".tif");

@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iostream>
 #include <limits>
 #include <optional>
 
 #include "io/atomic_output.hpp"
 #include "core/errors.hpp"
 #include "commands/info.hpp"
-#include "mesh/mesh_writer.hpp"
+#include "mesh/surface.hpp"
+#include "mesh/surface_input.hpp"
 #include "preview/preview.hpp"
 #include "streaming/streamed_operations.hpp"
 
@@ -45,12 +47,20 @@ void checkOutput(OutputArgs const& output) {
 }
 
 // Renders the preview, when asked for, beside a result that is about to be
-// committed; it appears only once the result did.
+// committed; it appears only once the result did. A preview is an extra: when
+// it cannot be drawn (a result without data, say) a warning says why and the
+// result is kept.
 void renderPicture(std::optional<AtomicOutput>& png, OutputArgs const& output, GDALDatasetH dataset,
                    Picture picture) {
-    if (!output.preview.empty()) {
+    if (output.preview.empty()) {
+        return;
+    }
+    try {
         png.emplace(output.preview, output.options.overwrite);
         renderPreview(dataset, picture.band, picture.style, png->tmpPath());
+    } catch (std::exception const& error) {
+        png.reset();
+        std::cerr << "rastrum: warning: " << output.preview << ": " << error.what() << "; the result is kept\n";
     }
 }
 
@@ -92,12 +102,22 @@ void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptio
     });
 }
 
-void commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
-                  RunContext const& context) {
+std::string commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
+                         RunContext const& context, bool keepPartial) {
     checkOutput(output);
     HeightReader const heights(input.path, input.read);
     streamed(output, resultLayout(heights, GDT_Float32, FloatNodata), {PreviewStyle::Ramp}, [&](BandWriter& result) {
-        streamSobel(heights, result, slopeDegrees, tiling, output.stream, context);
+        streamSobel(heights, result, slopeDegrees, keepPartial, tiling, output.stream, context);
+    });
+    return planeGradientNote(wholeRaster(heights), slopeDegrees);
+}
+
+void commandSlope(InputArgs const& input, OutputArgs const& output, SlopeOptions const& options,
+                  Tiling const& tiling, RunContext const& context) {
+    checkOutput(output);
+    HeightReader const heights(input.path, input.read);
+    streamed(output, resultLayout(heights, GDT_Float32, FloatNodata), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+        streamSlope(heights, result, options, tiling, output.stream, context);
     });
 }
 
@@ -140,18 +160,25 @@ void commandIso(std::string const& input, OutputArgs const& output, Tiling const
     });
 }
 
-void commandMesh(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
-    requireMeshFormat(output.path);
+void commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options, Tiling const& tiling,
+                 RunContext const& context) {
+    UpAxis const up = meshUpAxis(output.path, options.up);
     AtomicOutput mesh(output.path, output.options.overwrite);
     checkPreview(output);
     auto const heights = readHeights(input.path, input.read);
-    auto const surface = computeSurface(heights, tiling, context);
+    requireMeshableHeights(heights);
+    auto const file = openMeshFile(mesh.tmpPath(), surfaceOrigin(heights), up);
+    if (options.maxError) {
+        streamSimplifiedSurface(heights, *options.maxError, *file);
+    } else {
+        streamWeldedSurface(heights, tiling, context, *file);
+    }
+    file->finish();
     std::optional<AtomicOutput> png;
     if (!output.preview.empty()) {
         auto const memory = inMemory(output.preview, heights.heights, heights.georef, FloatNodata);
         renderPicture(png, output, memory.get(), {PreviewStyle::Relief});
     }
-    writeMesh(mesh.tmpPath(), surface.vertices, surface.triangles);
     mesh.commit();
     if (png) {
         png->commit();

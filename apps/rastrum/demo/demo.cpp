@@ -159,7 +159,7 @@ void runDemo(DemoOptions const& options, RunContext const& context, std::ostream
         {"iso (deposit layers)", "deposits-density.tif", IsoOverlap, MarkerLayers,
          [&] { commandIso(path("deposits.tif"), output("deposits-density.tif", "deposits-density.png"), tiling, context); }},
         {"mesh", "surface.ply", SurfaceOverlap, 1,
-         [&] { commandMesh(after, output("surface.ply", "relief.png"), tiling, context); }},
+         [&] { commandMesh(after, output("surface.ply", "relief.png"), {}, tiling, context); }},
     };
 
     std::vector<Step> steps;
