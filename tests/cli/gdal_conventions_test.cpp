@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -16,9 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "Lumen/Console.hpp"
 #include "cli_support.hpp"
-#include "console/console_route.hpp"
 #include "io/raster_reader.hpp"
 #include "terrain_fixture.hpp"
 
@@ -135,35 +132,6 @@ TEST_F(GdalConventions, ProgressOffATerminalIsGdalsDottedLineAndQuietSilencesIt)
     EXPECT_EQ(shown.err, "0...10...20...30...40...50...60...70...80...90...100 - done.\n");
     auto const quiet = rastrum({"sobel", dem, folder / "q.tif", "-q"});
     EXPECT_EQ(quiet.err, "");
-}
-
-TEST(ConsoleRoute, IdenticalLinesAreFoldedWithACountOnTheTerminalAndKeptWholeInTheLog) {
-    TempFolder folder;
-    auto const emit = [] {
-        for (int i = 0; i < 3; ++i) {
-            Lumen::Console() << "Threshold value for : 45 degree is: 32.000000";
-        }
-        Lumen::Console() << "other";
-    };
-    std::FILE* terminal = std::tmpfile();
-    {
-        rastrum_host::ProgressBar bar(terminal, rastrum_host::ProgressBar::Drawing::Always);
-        rastrum_host::ConsoleRoute const route("", false, &bar);
-        emit();
-    }
-    std::rewind(terminal);
-    std::string shown(256, '\0');
-    shown.resize(std::fread(shown.data(), 1, shown.size(), terminal));
-    std::fclose(terminal);
-    EXPECT_EQ(shown, "Threshold value for : 45 degree is: 32.000000 (3 times)\nother\n");
-    {
-        rastrum_host::ConsoleRoute const route(folder / "log.txt", false);
-        emit();
-    }
-    std::ifstream log(folder / "log.txt");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}),
-              "Threshold value for : 45 degree is: 32.000000\nThreshold value for : 45 degree is: 32.000000\n"
-              "Threshold value for : 45 degree is: 32.000000\nother\n");
 }
 
 TEST_F(GdalConventions, ARunThatCannotFitInMemoryIsRefusedWithItsSizeAndNothingWritten) {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -214,18 +213,4 @@ TEST_F(Subcommands, IsoDensityEqualsTheLibraryLayerByLayer) {
         expectSameValues(out.values, inFileOrder(grid, *FieldPtr((*grid.grid())("Markers_Iso")), -1.0f),
                          "fragment " + std::to_string(fragment));
     }
-}
-
-TEST_F(Subcommands, AsciiGridOutputCarriesItsCrsInTheSideFileAndHolesAsFiniteNodata) {
-    auto tif = run({"sobel", input, folder / "gradient.tif"}, "gradient.tif");
-    auto const asc = run({"sobel", input, folder / "gradient.asc"}, "gradient.asc");
-    EXPECT_EQ(folder.entries(), (std::vector<std::string>{"dem.tif", "gradient.asc", "gradient.asc.aux.xml",
-                                                          "gradient.prj", "gradient.tif"}));
-    expectGeoreferenceKept(asc);
-    double const lowestFloat = -std::numeric_limits<float>::max();
-    ASSERT_EQ(asc.nodata, lowestFloat);
-    for (auto& v : tif.values) {
-        v = std::isnan(v) ? lowestFloat : v;
-    }
-    expectSameValues(asc.values, tif.values, "the same result in either format");
 }
