@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cpl_conv.h>
 #include <gdal.h>
+#include <malloc.h>
 #include <omp.h>
 #include <unistd.h>
 
@@ -124,6 +125,10 @@ void configure(Common const& common) {
     for (auto const& [key, value] : common.config) {
         CPLSetConfigOption(key.c_str(), value.c_str());
     }
+    // Every band allocates the same large buffers again; kept on the heap they are reused instead of
+    // being mapped, faulted in page by page and unmapped for each band.
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
     if (!CPLGetConfigOption("GDAL_CACHEMAX", nullptr)) {
         GDALSetCacheMax64(std::int64_t{64} << 20);
     }
