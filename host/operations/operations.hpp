@@ -11,6 +11,7 @@
 #include "Lumen/StrongPtr.hpp"
 #include "Rastrum.hpp"
 #include "core/raster.hpp"
+#include "tiling/fragment_needs.hpp"
 #include "tiling/tiled_grid.hpp"
 
 // The host's operations on rasters in memory, one function per subcommand,
@@ -27,6 +28,12 @@ struct RunContext {
 inline constexpr std::uint64_t SobelOverlap = 2;
 inline constexpr std::uint64_t SurfaceOverlap = 1; // shared rows and columns close the gaps between fragments
 inline constexpr std::uint64_t IsoOverlap = 2;
+
+// What each stencil needs of its fragments (checked by the runs below, and by
+// a streamed run before it reads anything).
+StencilNeeds sobelNeeds();
+StencilNeeds smoothNeeds(unsigned window);
+StencilNeeds isoNeeds();
 
 // 1.0 at data cells, 0.0 at holes. No nodata: the holes are the answer.
 Raster<float> runMask(HeightInput const& input, Tiling const& tiling, RunContext const& context);

@@ -8,7 +8,7 @@ namespace rastrum_host {
 TiledGrid tileHeights(HeightInput const& input, Tiling const& tiling, std::uint64_t defaultOverlap) {
     auto const& heights = input.heights;
     TiledGrid tiled({heights.width, heights.height, 1u}, placementOf(input.georef, heights.height, input.source),
-                    tiling.fragmentSize, overlapFor(tiling, defaultOverlap));
+                    tiling.fragmentSize, overlapFor(tiling, defaultOverlap), tiling.band);
     tiled.addField<float>(HeightField, heights.values);
     tiled.addField<std::uint8_t>(CellTypeField, input.cellTypes);
     return tiled;
