@@ -1,5 +1,7 @@
 #pragma once
 
+#include <omp.h>
+
 #include <cstdint>
 #include <type_traits>
 
@@ -16,6 +18,20 @@ void forEachFragmentInParallel(std::uint32_t count, Body&& body) {
         for (std::uint64_t i = 0; i < count; ++i) {
             body(static_cast<std::uint32_t>(i));
         }
+    }
+}
+
+// Runs body(i) for i in [0, count): in parallel over fragments when there
+// are at least as many as threads, else one fragment after another in order,
+// the kernels then sharing each fragment's rows among the team.
+template <class Body>
+void forEachFragment(std::uint32_t count, Body&& body) {
+    if (count >= static_cast<std::uint32_t>(omp_get_max_threads())) {
+        forEachFragmentInParallel(count, body);
+        return;
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        body(i);
     }
 }
 

@@ -46,7 +46,7 @@ void computeFragments(Velum::FragmentedUniformGrid3D const& view, Velum::Field c
                       WalkRequest const& request, char const* progressText, Kernel const& kernel) {
     auto const identities = view.fragmentIDs();
     auto const count = static_cast<std::uint32_t>(fragments.size());
-    forEachFragmentInParallel(count, [&](std::uint32_t i) {
+    forEachFragment(count, [&](std::uint32_t i) {
         auto const fragment = identities ? (*identities)[fragments[i]] : nullptr;
         if (!fragment) {
             return;
