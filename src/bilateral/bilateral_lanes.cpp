@@ -350,32 +350,23 @@ private:
     std::vector<Neighbour> neighbours_;
 };
 
-// Column blocks of whole lane groups go to the threads of the team; the last
-// block takes the columns left over.
-template <class T, int W>
-[[gnu::always_inline]] inline void filterColumns(Fragment<T> const& fragment, Weighting const& weighting) {
-    auto const groups = static_cast<std::uint64_t>(fragment.nx / W);
-    frame::splitAcrossTeam(groups, GROUPS_PER_GRAIN, [&](std::uint64_t begin, std::uint64_t end) {
-        auto const first = static_cast<std::int64_t>(begin) * W;
-        auto const last = end == groups ? fragment.nx : static_cast<std::int64_t>(end) * W;
-        BilateralRows<T, W, 4>(fragment, weighting).run(first, last);
-    });
-}
+// The filter of the centres in columns [first, end), at least a lane group.
+template <class T>
+using FragmentFilter = void (*)(Fragment<T> const&, Weighting const&, std::int64_t, std::int64_t);
 
 template <class T>
-using FragmentFilter = void (*)(Fragment<T> const&, Weighting const&);
-
-template <class T>
-[[gnu::target("avx512f")]] void filterAvx512(Fragment<T> const& fragment, Weighting const& weighting) {
-    filterColumns<T, 8>(fragment, weighting);
+[[gnu::target("avx512f")]] void filterAvx512(Fragment<T> const& fragment, Weighting const& weighting,
+                                             std::int64_t first, std::int64_t end) {
+    BilateralRows<T, 8, 4>(fragment, weighting).run(first, end);
 }
 template <class T>
-[[gnu::target("avx2")]] void filterAvx2(Fragment<T> const& fragment, Weighting const& weighting) {
-    filterColumns<T, 4>(fragment, weighting);
+[[gnu::target("avx2")]] void filterAvx2(Fragment<T> const& fragment, Weighting const& weighting, std::int64_t first,
+                                        std::int64_t end) {
+    BilateralRows<T, 4, 4>(fragment, weighting).run(first, end);
 }
 template <class T>
-void filterBaseline(Fragment<T> const& fragment, Weighting const& weighting) {
-    filterColumns<T, 2>(fragment, weighting);
+void filterBaseline(Fragment<T> const& fragment, Weighting const& weighting, std::int64_t first, std::int64_t end) {
+    BilateralRows<T, 2, 4>(fragment, weighting).run(first, end);
 }
 
 } // namespace
@@ -405,7 +396,13 @@ bool bilateralLanes(T const* input, unsigned char const* cellTypes, FragmentShap
                                static_cast<std::int64_t>(shape.nz),
                                result};
     Weighting const weighting{half, spatial, 0.5 / (sigmaRange * sigmaRange), codes};
-    filter(fragment, weighting);
+    // Column blocks of whole lane groups go to the threads of the team; the
+    // last block takes the columns left over.
+    auto const groups = shape.nx / lanes;
+    frame::splitAcrossTeam(groups, GROUPS_PER_GRAIN, [&](std::uint64_t begin, std::uint64_t end) {
+        auto const last = end == groups ? shape.nx : end * lanes;
+        filter(fragment, weighting, static_cast<std::int64_t>(begin * lanes), static_cast<std::int64_t>(last));
+    });
     return true;
 }
 

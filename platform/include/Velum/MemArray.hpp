@@ -13,6 +13,7 @@
 #include "Lumen/StrongPtr.hpp"
 #include "Lumen/TypeRegistry.hpp"
 #include "Tensa/PhysicalSpace.hpp"
+#include "Velum/BlockCache.hpp"
 #include "Velum/MemBase.hpp"
 #include "Velum/MultiIndex.hpp"
 
@@ -27,7 +28,8 @@ struct Uninitialised {};
 inline constexpr Uninitialised uninitialised{};
 
 // An allocator that default-initialises elements constructed without
-// arguments, so that arithmetic elements are not zeroed.
+// arguments, so that arithmetic elements are not zeroed, and keeps large
+// blocks for reuse (see BlockCache.hpp).
 template <class T>
 struct DefaultInitAllocator : std::allocator<T> {
     template <class U>
@@ -37,6 +39,14 @@ struct DefaultInitAllocator : std::allocator<T> {
     DefaultInitAllocator() = default;
     template <class U>
     DefaultInitAllocator(DefaultInitAllocator<U> const&) {}
+
+    T* allocate(std::size_t n) {
+        if (n > static_cast<std::size_t>(-1) / sizeof(T)) {
+            throw std::bad_array_new_length();
+        }
+        return static_cast<T*>(acquireBlock(n * sizeof(T)));
+    }
+    void deallocate(T* block, std::size_t n) noexcept { releaseBlock(block, n * sizeof(T)); }
 
     template <class U, class... Args>
     void construct(U* at, Args&&... args) {
