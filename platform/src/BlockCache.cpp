@@ -12,8 +12,9 @@ namespace {
 
 constexpr std::size_t LARGE_BLOCK = std::size_t{1} << 20;
 constexpr std::size_t HUGE_PAGE = std::size_t{2} << 20;
-// What may stay kept while unused: a few results of 4096 x 4096 doubles.
-constexpr std::size_t KEPT_BYTES = std::size_t{512} << 20;
+// What may stay kept while unused: a few results of 4096 x 4096 doubles, or
+// the vertices and triangles of one such surface.
+constexpr std::size_t KEPT_BYTES = std::size_t{1} << 30;
 
 std::size_t rounded(std::size_t bytes) { return (bytes + HUGE_PAGE - 1) / HUGE_PAGE * HUGE_PAGE; }
 

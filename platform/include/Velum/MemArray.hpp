@@ -58,6 +58,10 @@ struct DefaultInitAllocator : std::allocator<T> {
     }
 };
 
+// Element storage of a MemArray, for values built before the array.
+template <class T>
+using ArrayStorage = std::vector<T, DefaultInitAllocator<T>>;
+
 // An N-dimensional array of T with contiguous storage, first index fastest.
 // It remembers the creator it was made for.
 template <std::size_t N, class T>
@@ -75,6 +79,11 @@ public:
     MemArray(MultiIndex<N> const& size, std::vector<T>&& values)
         : size_(size), values_(std::make_move_iterator(values.begin()), std::make_move_iterator(values.end())) {
         values_.resize(size.product(), T{});
+    }
+
+    // Takes the storage as it is (size.product() elements), without a copy.
+    MemArray(MultiIndex<N> const& size, ArrayStorage<T>&& values) : size_(size), values_(std::move(values)) {
+        values_.resize(size.product());
     }
 
     MultiIndex<N> const& Size() const { return size_; }
@@ -117,7 +126,7 @@ public:
 
 private:
     MultiIndex<N> size_;
-    std::vector<T, DefaultInitAllocator<T>> values_;
+    ArrayStorage<T> values_;
     Lumen::WeakPtr<CreativeArrayBase> creator_;
 };
 
