@@ -47,7 +47,10 @@ RASTRUM_EXPORT std::string gausSmoothingUniform3D(Velum::BundlePtr& bundle, std:
 // (made if missing), fragment by fragment: with an edge-preserving bilateral
 // filter, or with a normalised Gaussian when gaussianOnly is set. Hole cells
 // (cell types 1 to 3) keep their values and lend neighbours the centre value.
-// The window is max(windowSize, 3), made odd; unusedCount is not used.
+// The window is max(windowSize, 3), made odd; unusedCount is not used. A
+// progress sink that throws, or memory running out, stops the call with
+// "gaussSmoothingOfUniform: fragments left unfinished"; fragments finished
+// before stay in the output.
 RASTRUM_EXPORT std::string bilateralSmoothing(Velum::Grid& grid, std::string const& inputFieldName,
                                               std::string const& outputFieldName, unsigned const& windowSize,
                                               double const& sigmaSpatial, double const& sigmaRange,
@@ -68,6 +71,8 @@ RASTRUM_EXPORT bool overwriteFieldValuesViaOtherField(Lumen::StrongPtr<Velum::Gr
 // every grid (or the grid named gridName) of the slice at `time`; a NaN time
 // matches every slice. Neighbours with a hole cell type cut the stencil short.
 // Each fragment also logs the magnitude a slope of slopeDegrees would give.
+// A progress sink that throws, or memory running out, stops the grid's
+// remaining fragments with "Fragments left unfinished in grid:<name>".
 RASTRUM_EXPORT std::string sobelOperator(Velum::BundlePtr& bundle, std::string& heightFieldName,
                                          Lumen::StrongPtr<Lumen::LoaderProgress> const& progress, std::string gridName,
                                          double time, double slopeDegrees, std::string cellTypeFieldName);
@@ -89,8 +94,10 @@ struct Operandi {
 // (shared with `first`), "CellType" (1 where either input is a hole, else 0)
 // and "Height" (0 at holes). Both inputs must share their fragment layout and
 // element type; float and double stay, integer types give int. Fragments with
-// no data cell or an all-zero result are dropped. An integer division by zero
-// makes its cell a hole. hasData tells whether any fragment got data.
+// no data cell or an all-zero result are dropped. hasData tells whether any
+// fragment got data. Divisors are not checked: a floating division by zero
+// gives an infinity or NaN, an integer one at a data cell is a fatal
+// arithmetic fault (SIGFPE is raised), so callers check integer divisors first.
 // An operation outside Operandi prints "wrong input" and ends the process with
 // status 1 once a fragment reaches the arithmetic.
 RASTRUM_EXPORT std::string rasterOperator(Velum::Grid const& first, Velum::Grid const& second, Velum::Grid& result,
@@ -142,7 +149,9 @@ RASTRUM_EXPORT bool testIfFieldNameExists(
 
 // Writes the vertex field "Binary" on every grid (or the grid named gridName)
 // of the slice at `time`: 1.0 where the cell-type code marks data (0 or 4),
-// 0.0 elsewhere.
+// 0.0 elsewhere. Fragments of the field beyond the grid's own fragments are
+// skipped. A progress sink that throws, or memory running out, stops the
+// grid's remaining fragments with "Fragments left unfinished in grid:<name>".
 RASTRUM_EXPORT std::string binaryOperator(Velum::BundlePtr& bundle, std::string const& cellTypeFieldName,
                                           Lumen::StrongPtr<Lumen::LoaderProgress, Lumen::InterfaceBase> const& progress,
                                           std::string const& gridName, double const& time);

@@ -17,6 +17,8 @@ packages=(
   libassimp-dev
   libopencv-imgproc-dev
   libopencv-core-dev
+  libcgal-dev
+  python3-meshio
 )
 
 missing=()

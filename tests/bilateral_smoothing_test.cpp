@@ -64,44 +64,24 @@ TEST(BilateralSmoothing, WorkedExampleGivesAboutEighteenForFloatAndTenForUnsigne
         << "larger neighbours wrap to a huge unsigned difference and weigh nothing";
 }
 
-TEST(BilateralSmoothing, UnsignedCharSumsWrapNearTheTop) {
-    auto const result = smoothedCentre3x3<unsigned char>(250, 250, 3, 1000.0);
-    reference::Fragment<unsigned char> const f{std::vector<unsigned char>(9, 250), std::vector<unsigned char>(9, 0), 3, 3, 1};
-    EXPECT_EQ(result, reference::bilateral(f, 3, 1.0, 1000.0));
-    EXPECT_NE(result[4], 250) << "a running sum past 255 wraps; without wrapping the mean of equal values is 250";
-}
-
-TEST(SmoothingWindow, RequestsUpToThreeGiveThreeAndEvenSizesGrowByOne) {
-    for (unsigned requested : {0u, 1u, 2u, 3u}) {
-        EXPECT_EQ(Rastrum::effectiveWindowSize(requested), 3u);
-        EXPECT_EQ(Rastrum::gaussianKernel(requested, 1.0).size(), 9u);
+TEST(BilateralSmoothing, TheFirstMissingFieldIsNamedAndTheOutputIsLeftAlone) {
+    struct Case {
+        std::vector<char const*> removed;
+        char const* message;
+    };
+    // The input field "Nope" is always missing: Positions, then CellType, then the input are looked for.
+    for (auto const& c : {Case{{}, "gaussSmoothingOfUniform: no HeightF"},
+                          Case{{"CellType"}, "gaussSmoothingOfUniform: no CellType"},
+                          Case{{"CellType", "Positions"}, "gaussSmoothingOfUniform: no Positions"}}) {
+        auto const grid = smoothingGrid<float>(Index(2u, 2u, 1u), Index(2u, 2u, 1u), std::vector<float>(4, 1.0f),
+                                               std::vector<unsigned char>(4, 0));
+        auto& g = *grid.grid();
+        for (auto const* name : c.removed) {
+            g.getCartesianRepresentation()->setField(name, nullptr);
+        }
+        EXPECT_EQ(Rastrum::bilateralSmoothing(g, "Nope", "Out", 3, 1.0, 1.0, 0, false, nullptr), c.message);
+        EXPECT_FALSE(g("Out"));
     }
-    EXPECT_EQ(Rastrum::effectiveWindowSize(4), 5u);
-    EXPECT_EQ(Rastrum::effectiveWindowSize(5), 5u);
-    EXPECT_EQ(Rastrum::effectiveWindowSize(6), 7u);
-    auto const kernel = Rastrum::gaussianKernel(4, 1.5);
-    ASSERT_EQ(kernel.size(), 25u);
-    double sum = 0;
-    for (double w : kernel) {
-        sum += w;
-    }
-    EXPECT_NEAR(sum, 1.0, 1e-15);
-    EXPECT_EQ(kernel[12], *std::max_element(kernel.begin(), kernel.end())) << "peak at the centre";
-}
-
-TEST(BilateralSmoothing, MissingFieldsAreNamedAndTheOutputIsLeftAlone) {
-    auto const grid = smoothingGrid<float>(Index(2u, 2u, 1u), Index(2u, 2u, 1u), std::vector<float>(4, 1.0f),
-                                           std::vector<unsigned char>(4, 0));
-    auto& g = *grid.grid();
-    EXPECT_EQ(Rastrum::bilateralSmoothing(g, "Nope", "Out", 3, 1.0, 1.0, 0, false, nullptr),
-              "gaussSmoothingOfUniform: no HeightF");
-    g.getCartesianRepresentation()->setField("CellType", nullptr);
-    EXPECT_EQ(Rastrum::bilateralSmoothing(g, "H", "Out", 3, 1.0, 1.0, 0, false, nullptr),
-              "gaussSmoothingOfUniform: no CellType");
-    g.getCartesianRepresentation()->setField("Positions", nullptr);
-    EXPECT_EQ(Rastrum::bilateralSmoothing(g, "H", "Out", 3, 1.0, 1.0, 0, false, nullptr),
-              "gaussSmoothingOfUniform: no Positions");
-    EXPECT_FALSE(g("Out"));
 }
 
 TEST(BilateralSmoothing, EveryFragmentIsCountedAndUnusableOnesAreSkipped) {
@@ -137,6 +117,10 @@ TEST(BilateralSmoothing, EveryFragmentIsCountedAndUnusableOnesAreSkipped) {
         }
     }
     EXPECT_NE(smoothed[9 + 7], values[9 + 7]) << "the usable fragment's centre is smoothed";
+
+    auto const cancel = Lumen::makeStrong<testing_support::ThrowingProgress>();
+    EXPECT_EQ(Rastrum::bilateralSmoothing(*grid.grid(), "H", "Out", 3, 1.0, 5.0, 0, true, cancel),
+              "gaussSmoothingOfUniform: fragments left unfinished");
 }
 
 template <class T>
@@ -209,6 +193,49 @@ TYPED_TEST(SmoothingFilters, MatchTheReferenceOnRandomDataWithHoles) {
                         << set << ", gaussian, window " << window << ", point " << p;
                 }
             });
+        }
+    }
+}
+
+TYPED_TEST(SmoothingFilters, TheExportedFunctionSmoothsEveryFragmentLikeTheReference) {
+    using T = TypeParam;
+    // Fragments of 7 x 6, 5 x 6, 7 x 5 and 5 x 5 points, with holes.
+    std::vector<T> values;
+    std::vector<unsigned char> codes;
+    for (unsigned p = 0; p < 132; ++p) {
+        values.push_back(static_cast<T>(p * 37 % 101));
+        codes.push_back(static_cast<unsigned char>(p % 9 == 4 ? 2 : p % 5));
+    }
+    auto const grid = smoothingGrid<T>(Index(12u, 11u, 1u), Index(7u, 6u, 1u), values, codes);
+    // A window past 2 max(nx, ny) + 1 = 15 smooths as that one does.
+    for (unsigned window : {5u, 65535u, 4294967295u}) {
+        for (bool gaussianOnly : {false, true}) {
+            std::vector<T> expected(values.size());
+            Index fragment;
+            do {
+                auto const start = grid.fragmentStart(fragment);
+                auto const size = grid.fragmentSize(fragment);
+                auto const at = [&](std::uint64_t p) { return (start[1] + p / size[0]) * 12 + start[0] + p % size[0]; };
+                reference::Fragment<T> f{{}, {}, size[0], size[1], 1};
+                for (std::uint64_t p = 0; p < size[0] * size[1]; ++p) {
+                    f.values.push_back(values[at(p)]);
+                    f.codes.push_back(codes[at(p)]);
+                }
+                unsigned const covering = std::min(window, 15u);
+                auto const smoothed = gaussianOnly ? reference::gaussian(f, covering, 1.3)
+                                                   : reference::bilateral(f, covering, 1.3, 40.0);
+                for (std::uint64_t p = 0; p < smoothed.size(); ++p) {
+                    expected[at(p)] = smoothed[p];
+                }
+            } while (fragment.inc(grid.fragmentCounts()));
+            EXPECT_EQ(Rastrum::bilateralSmoothing(*grid.grid(), "H", "Out", window, 1.3, 40.0, 0, gaussianOnly, nullptr),
+                      "");
+            auto const smoothed = testing_support::gather<T>(
+                grid, *Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>>((*grid.grid())("Out")), T(0));
+            for (std::size_t p = 0; p < smoothed.size(); ++p) {
+                EXPECT_NEAR(static_cast<double>(smoothed[p]), static_cast<double>(expected[p]), 1e-4)
+                    << "window " << window << (gaussianOnly ? ", Gaussian" : ", bilateral") << ", point " << p;
+            }
         }
     }
 }

@@ -68,48 +68,30 @@ TEST(AddRangeAttribute, WidensDataFieldsOnTheAlphaFragmentsOnly) {
     }
 }
 
-class TestIfFieldNameExists : public testing::Test {
-protected:
-    TestIfFieldNameExists() {
-        for (char const* name : {"Height_Sobel", "Height", "CellType"}) {
-            grid.addField<float>(name, [](Index const&) { return 0.0f; });
-        }
+TEST(TestIfFieldNameExists, AnExactPassThenAContainingPassOverEveryFieldName) {
+    auto const grid = threeFragments();
+    for (char const* name : {"Height_Sobel", "Height", "CellType"}) {
+        grid.addField<float>(name, [](Index const&) { return 0.0f; });
     }
-    Lumen::StrongPtr<Velum::Representation> representation() const {
-        return grid.grid()->getCartesianRepresentation();
-    }
-
-    Velum::UniformGridBuilder grid = threeFragments();
+    auto const representation = grid.grid()->getCartesianRepresentation();
     std::vector<std::string> const all{"CellType", "Height", "Height_Sobel", "Positions"};
-    std::vector<std::string> matches;
-    std::vector<std::string> names;
-};
-
-TEST_F(TestIfFieldNameExists, FullNameMatchesOnlyThatFieldInTheExactPass) {
+    struct Case {
+        std::string name;
+        std::vector<std::string> matches;
+    };
+    for (auto const& c : {Case{"Height", {"Height"}}, Case{"Heig", {"Height", "Height_Sobel"}},
+                          Case{"Sobel", {"Height_Sobel"}}, Case{"Slope", {}}}) {
+        std::string name = c.name;
+        std::vector<std::string> matches;
+        std::vector<std::string> names;
+        EXPECT_EQ(Rastrum::testIfFieldNameExists(representation, name, matches, names), !c.matches.empty());
+        EXPECT_EQ(matches, c.matches) << c.name;
+        EXPECT_EQ(names, all) << "names of a failed exact pass are dropped";
+        std::vector<std::string> shortForm;
+        EXPECT_EQ(Rastrum::testIfFieldNameExists(representation, name, shortForm), !c.matches.empty());
+        EXPECT_EQ(shortForm, c.matches);
+    }
     std::string name = "Height";
-    EXPECT_TRUE(Rastrum::testIfFieldNameExists(representation(), name, matches, names));
-    EXPECT_EQ(matches, std::vector<std::string>{"Height"});
-    EXPECT_EQ(names, all);
-}
-
-TEST_F(TestIfFieldNameExists, SharedPrefixMatchesEveryFieldContainingIt) {
-    std::string name = "Heig";
-    EXPECT_TRUE(Rastrum::testIfFieldNameExists(representation(), name, matches, names));
-    EXPECT_EQ(matches, (std::vector<std::string>{"Height", "Height_Sobel"}));
-    EXPECT_EQ(names, all) << "names of the failed exact pass are dropped";
-
-    std::vector<std::string> sobel;
-    std::string part = "Sobel";
-    EXPECT_TRUE(Rastrum::testIfFieldNameExists(representation(), part, sobel));
-    EXPECT_EQ(sobel, std::vector<std::string>{"Height_Sobel"});
-}
-
-TEST_F(TestIfFieldNameExists, NoMatchOrNoRepresentationIsFalse) {
-    std::string name = "Slope";
-    EXPECT_FALSE(Rastrum::testIfFieldNameExists(representation(), name, matches, names));
-    EXPECT_TRUE(matches.empty());
-    EXPECT_EQ(names, all);
-
     std::vector<std::string> untouched{"kept"};
     EXPECT_FALSE(Rastrum::testIfFieldNameExists(nullptr, name, untouched));
     EXPECT_EQ(untouched, std::vector<std::string>{"kept"});

@@ -5,6 +5,7 @@
 
 #include "Lumen/Cache.hpp"
 #include "Rastrum.hpp"
+#include "Velum/MemArray.hpp"
 #include "Velum/UniformGridBuilder.hpp"
 #include "overwrite/range_mask.hpp"
 #include "support/capture.hpp"
@@ -93,11 +94,8 @@ TEST(OverwriteFieldValues, EveryTestedTypeGivesTheSameMaskAndOthersCountAsMissin
         EXPECT_TRUE(Overwrite(grid, false, range, 9).result);
         EXPECT_EQ(codesOf(grid), expected);
     };
-    check(levelGrid<double>());
-    check(levelGrid<float>());
-    check(levelGrid<unsigned char>());
-    check(levelGrid<unsigned short>());
-    check(levelGrid<unsigned int>());
+    check(levelGrid<double>()), check(levelGrid<float>()), check(levelGrid<unsigned char>());
+    check(levelGrid<unsigned short>()), check(levelGrid<unsigned int>());
 
     auto const ints = levelGrid<int>();
     ConsoleCapture console;
@@ -119,9 +117,15 @@ TEST(OverwriteFieldValues, MissingPiecesAreNamedOnTheConsole) {
                                             Lumen::Cache::MemCache());
     EXPECT_TRUE(Overwrite(noRaster, false, ranges({{0, 5}}), 7).result);
     EXPECT_EQ(codesOf(noRaster), (std::vector<unsigned char>{0, 0, 0, 7, 7, 7}));
+    auto const shortTarget = levelGrid<float>();
+    Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>> const codes = (*shortTarget.grid())("CellType");
+    codes->setPersistentData(Lumen::makeStrong<Velum::MemArray<3, unsigned char>>(Index(2u, 1u, 1u)),
+                             codes->getFragmentID(Index(1u, 0u, 0u)), Lumen::Cache::MemCache());
+    EXPECT_TRUE(Overwrite(shortTarget, false, ranges({{0, 5}}), 7).result);
     EXPECT_EQ(console.lines(), (std::vector<std::string>{
                                    "overwriteFieldValuesViaOtherField: ERROR: no f_field found with name Nope",
                                    "overwriteFieldValuesViaOtherField: ERROR: no f_target found with name Mask",
                                    "overwriteFieldValuesViaOtherField: ERROR: no f_raster found",
-                                   "overwriteFieldValuesViaOtherField: ERROR: no raster"}));
+                                   "overwriteFieldValuesViaOtherField: ERROR: no raster",
+                                   "overwriteFieldValuesViaOtherField: ERROR: no m_target"}));
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -65,7 +66,9 @@ TEST(RasterOperator, SetupFailuresComeInOrderAndLeaveTheResultAlone) {
                           Case{noPositions, bare, "H", "Missing", "apos Have no field-positions=H"},
                           Case{full, full, "H", "Missing", "b Have no field=Missing"},
                           Case{noCodes, full, "H", "H", "ca No celltype for=H"},
-                          Case{full, noCodes, "H", "H", "cb No celltype for=H"}}) {
+                          Case{full, noCodes, "H", "H", "cb No celltype for=H"},
+                          Case{noCodes, noCodes, "H", "Missing", "b Have no field=Missing"},
+                          Case{noCodes, noCodes, "H", "H", "ca No celltype for=H"}}) {
         Combination const run(c.first, c.second, Rastrum::Operandi::Subtract, c.firstField, c.secondField);
         EXPECT_EQ(run.message, c.message);
         EXPECT_FALSE(run.hasData);
@@ -206,24 +209,30 @@ TEST(RasterOperator, FragmentIdentityIsTestedOnTheSecondFieldAndTheFirstCellType
     EXPECT_EQ(shortCodes.field("Positions")->getFragmentIDs(), std::vector{id(shortCodes, 0)});
 }
 
-TEST(RasterOperator, DivisionByZeroGivesInfinitiesForFloatsAndHolesForIntegers) {
+TEST(RasterOperatorDeathTest, ZeroDivisorsGiveInfinitiesForFloatsAndAreFatalForIntegersAtDataCells) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     auto const numerator = [](Index const& p) { return p[0] == 0 ? 0 : 3; };
     auto const zero = [](Index const&) { return 0; };
     Combination const floats(raster<float>(Index(2u, 1u, 1u), Index(2u, 1u, 1u), numerator),
-                     raster<float>(Index(2u, 1u, 1u), Index(2u, 1u, 1u), zero), Rastrum::Operandi::Divide);
+                             raster<float>(Index(2u, 1u, 1u), Index(2u, 1u, 1u), zero), Rastrum::Operandi::Divide);
     Lumen::StrongPtr<Velum::MemArray<3, float>> const quotient = floats.field("Height")->getFirstCreator()->getData();
     ASSERT_TRUE(quotient);
     EXPECT_TRUE(std::isnan(quotient->values()[0]));
     EXPECT_EQ(quotient->values()[1], INFINITY);
 
+    auto const nine = raster<int>(Index(3u, 1u, 1u), Index(3u, 1u, 1u), [](Index const&) { return 9; });
     auto const divisor = [](Index const& p) { return p[0] == 1 ? 0 : 2; };
-    auto const ints = raster<int>(Index(3u, 1u, 1u), Index(3u, 1u, 1u), [](Index const&) { return 9; });
-    Combination const run(ints, raster<int>(Index(3u, 1u, 1u), Index(3u, 1u, 1u), divisor), Rastrum::Operandi::Divide);
+    auto const atData = raster<int>(Index(3u, 1u, 1u), Index(3u, 1u, 1u), divisor);
+    // The default action, not a sanitizer's report, is what a caller meets.
+    EXPECT_EXIT((std::signal(SIGFPE, SIG_DFL), Combination(nine, atData, Rastrum::Operandi::Divide)),
+                testing::KilledBySignal(SIGFPE), "");
+    auto const atHole = raster<int>(Index(3u, 1u, 1u), Index(3u, 1u, 1u), divisor,
+                                   [](Index const& p) { return p[0] == 1 ? 1 : 0; });
+    Combination const run(nine, atHole, Rastrum::Operandi::Divide);
     Lumen::StrongPtr<Velum::MemArray<3, int>> const height = run.field("Height")->getFirstCreator()->getData();
-    Lumen::StrongPtr<Velum::MemArray<3, unsigned char>> const mask = run.field("CellType")->getFirstCreator()->getData();
-    ASSERT_TRUE(height && mask);
-    EXPECT_EQ(std::vector<int>(height->values().begin(), height->values().end()), (std::vector{4, 0, 4}));
-    EXPECT_EQ(std::vector<int>(mask->values().begin(), mask->values().end()), (std::vector{0, 1, 0}));
+    ASSERT_TRUE(height);
+    EXPECT_EQ(std::vector<int>(height->values().begin(), height->values().end()), (std::vector{4, 0, 4}))
+        << "a hole is not divided";
 }
 
 TEST(RasterOperatorDeathTest, AnOperationOutsideTheFourEndsTheProcessAtTheFirstKernel) {

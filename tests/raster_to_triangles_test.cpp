@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -95,17 +93,9 @@ TEST(Raster3DtoTri, TwoOverlappingFragmentsWithAHoleGiveTheHandWorkedMesh) {
     EXPECT_EQ(vertices, expected);
     // Squares touching the hole (one per fragment) give nothing; the second
     // fragment's indices start at 8.
-    EXPECT_EQ(trianglesOf(surface), (std::vector<Triangle>{{{0, 2, 3}},
-                                                            {{0, 3, 1}},
-                                                            {{2, 5, 6}},
-                                                            {{2, 6, 3}},
-                                                            {{3, 6, 7}},
-                                                            {{3, 7, 4}},
-                                                            {{8, 11, 12}},
-                                                            {{8, 12, 9}},
-                                                            {{10, 13, 14}},
-                                                            {{10, 14, 11}},
-                                                            {{11, 14, 15}},
+    EXPECT_EQ(trianglesOf(surface), (std::vector<Triangle>{{{0, 2, 3}}, {{0, 3, 1}}, {{2, 5, 6}}, {{2, 6, 3}},
+                                                            {{3, 6, 7}}, {{3, 7, 4}}, {{8, 11, 12}}, {{8, 12, 9}},
+                                                            {{10, 13, 14}}, {{10, 14, 11}}, {{11, 14, 15}},
                                                             {{11, 15, 12}}}));
     auto reports = call.progress->reports();
     EXPECT_EQ(reports, (std::vector<testing_support::Report>{{"Applying Sobel to current Fragment #", 0, 2},
@@ -165,55 +155,5 @@ TEST(Raster3DtoTri, AFailingGridKeepsWhatEarlierGridsGaveAndNamesTheProblem) {
         call.put(0.0, "c", heightRaster(layout, allData));
         EXPECT_EQ(call.run(0.0), c.message);
         EXPECT_EQ(call.surface(0.0).triangles()->count(), 2u) << "a's triangles stay, c is not visited";
-    }
-}
-
-TEST(Raster3DtoTri, GeneratedTerrainGivesAConsistentMesh) {
-    // Scattered holes over 61 x 47 points in overlapping 16 x 16 fragments.
-    auto const codeAt = [](Index const& p) {
-        auto const h = (p[0] * 2654435761u) ^ (p[1] * 40503u);
-        return h % 13 == 0 ? 1 + h % 3 : (h % 7 == 0 ? 4 : 0);
-    };
-    Velum::UniformGridLayout const layout{.points = {61u, 47u, 1u},
-                                          .pointsPerFragment = {16u, 16u, 1u},
-                                          .overlap = {1u, 1u, 0u},
-                                          .origin = {500.0, 900.0, 0.0},
-                                          .spacing = {1.5, 1.5, 1.0}};
-    auto const grid = heightRaster(layout, codeAt);
-    Triangulation call;
-    call.put(0.0, "dem", grid);
-    ASSERT_EQ(call.run(0.0), "");
-
-    // Count data points and squares of four data points, fragment by fragment.
-    std::uint64_t dataPoints = 0;
-    std::uint64_t fullSquares = 0;
-    auto const isData = [&](std::uint64_t x, std::uint64_t y) { return codeAt(Index(x, y, 0u)) % 4 == 0; };
-    Index fragment;
-    do {
-        auto const start = grid.fragmentStart(fragment);
-        auto const size = grid.fragmentSize(fragment);
-        for (std::uint64_t j = 0; j < size[1]; ++j) {
-            for (std::uint64_t i = 0; i < size[0]; ++i) {
-                auto const x = start[0] + i;
-                auto const y = start[1] + j;
-                dataPoints += isData(x, y);
-                fullSquares += i + 1 < size[0] && j + 1 < size[1] && isData(x, y) && isData(x + 1, y) &&
-                               isData(x, y + 1) && isData(x + 1, y + 1);
-            }
-        }
-    } while (fragment.inc(grid.fragmentCounts()));
-
-    auto const surface = call.surface(0.0);
-    auto const& vertices = surface.vertices()->values();
-    EXPECT_EQ(vertices.size(), dataPoints);
-    EXPECT_EQ(surface.triangles()->count(), 2 * fullSquares);
-    for (auto const& t : surface.triangles()->values()) {
-        ASSERT_TRUE(t[0] < vertices.size() && t[1] < vertices.size() && t[2] < vertices.size());
-        ASSERT_EQ(std::set<unsigned>(t.vertices.begin(), t.vertices.end()).size(), 3u);
-        auto const& a = vertices[t[0]];
-        auto const& b = vertices[t[1]];
-        auto const& c = vertices[t[2]];
-        double const normalZ = (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
-        ASSERT_LT(normalZ, 0.0) << "positive spacing: every normal points to negative z";
     }
 }

@@ -6,14 +6,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <map>
 #include <string>
 #include <vector>
 
-#include "commands.hpp"
-#include "console_route.hpp"
-#include "demo.hpp"
-#include "errors.hpp"
-#include "progress_bar.hpp"
+#include "commands/commands.hpp"
+#include "console/console_route.hpp"
+#include "demo/demo.hpp"
+#include "core/errors.hpp"
+#include "console/progress_bar.hpp"
 
 namespace rastrum_host {
 namespace {
@@ -80,7 +81,14 @@ void addTiling(CLI::App& command, Common& common, std::string const& defaultOver
     command.add_option("--overlap", common.overlap, "points shared by neighbouring fragments (default " +
                                                         defaultOverlap + ")")
         ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 20));
+    command.add_flag("--allow-seams", common.tiling.allowSeams,
+                     "accept an --overlap below what the operation needs (results differ where fragments meet)");
 }
+
+// One rule at the raster's edge for every operation with a window.
+std::string const EdgeRule =
+    "Edges: a cell whose window reaches past the raster's edge is written as nodata, as gdaldem does;\n"
+    "--keep-partial keeps the library's own values there.\n";
 
 void addConsole(CLI::App& command, Common& common) {
     command.add_flag("-q,--quiet", common.quiet, "no progress and no library messages on standard error");
@@ -117,6 +125,8 @@ int runCommandLine(int argc, char** argv) {
     OverwriteOptions overwrite;
     std::vector<std::string> ranges;
     double slope = 45.0;
+    bool keepPartial = false;
+    SlopeOptions slopeOptions;
     std::string operation;
     std::string volume;
 
@@ -147,17 +157,42 @@ int runCommandLine(int argc, char** argv) {
     smoothing.add_option("--sigma-range", smooth.sigmaRange, "height standard deviation (bilateral), in height units")
         ->check(finiteIn(0.0, HUGE_VAL, false, "a positive number"))
         ->capture_default_str();
-    smoothing.footer("Example:\n  rastrum smooth dem.tif smooth.tif --window 7 --sigma-range 0.5");
+    smoothing.add_flag("--keep-partial", smooth.keepPartial,
+                       "keep the library's values in the band of (window - 1) / 2 cells along the raster's edge");
+    smoothing.footer(EdgeRule + "Example:\n  rastrum smooth dem.tif smooth.tif --window 7 --sigma-range 0.5");
 
-    auto& sobel = *app.add_subcommand("sobel", "Sobel gradient magnitude of the heights");
+    auto& sobel = *app.add_subcommand(
+        "sobel", "Sobel gradient magnitude of the heights: 32 x the height change per cell for a plane");
     addInput(sobel, input);
     addOutput(sobel, output);
     addTiling(sobel, common, "2, no seams");
     addConsole(sobel, common);
-    sobel.add_option("--slope", slope, "slope in degrees whose gradient magnitude is logged, as a threshold aid")
+    sobel.add_option("--slope", slope, "slope in degrees whose gradient on a plane is stated, as a threshold aid")
         ->check(finiteIn(0.0, 90.0, true, "an angle from 0 to below 90 degrees"))
         ->capture_default_str();
-    sobel.footer("Example:\n  rastrum sobel dem.tif gradient.tif --slope 30");
+    sobel.add_flag("--keep-partial", keepPartial,
+                   "keep the library's values where the 3 x 3 stencil touched a hole (a sum over the cut stencil)\n"
+                   "or left the raster (0)");
+    sobel.footer("Units: unnormalised; a plane rising h height units per cell gives 32 x h whatever the cell size\n"
+                 "(weights 3, 10, 3 on each side, no division by the cell size). The library's own threshold line,\n"
+                 "written to --log, is for a one-sided step and gives half the gradient of that plane.\n"
+                 "Holes: nodata wherever the 3 x 3 stencil touched a hole, unless --keep-partial.\n" +
+                 EdgeRule + "Example:\n  rastrum sobel dem.tif gradient.tif --slope 30");
+
+    auto& sloping = *app.add_subcommand("slope", "Slope of the heights in degrees (or percent) from the Sobel gradient");
+    addInput(sloping, input);
+    addOutput(sloping, output);
+    addTiling(sloping, common, "2, no seams");
+    addConsole(sloping, common);
+    sloping.add_flag("-p,--percent", slopeOptions.percent, "percent slope (100 x rise over run) instead of degrees");
+    sloping.add_option("-s,--scale", slopeOptions.scale,
+                       "horizontal units per height unit, as gdaldem's -s (111120 for metres over degrees);\n"
+                       "default 1, or metres per degree at the raster's latitude when the CRS is geographic")
+        ->check(finiteIn(0.0, HUGE_VAL, false, "a positive number"));
+    sloping.footer("Slope = atan(gradient / (32 x cell size)) with the cell size along x and y (each scaled).\n"
+                   "Nodata wherever the 3 x 3 stencil touched a hole or left the raster, as gdaldem slope does\n"
+                   "without -compute_edges.\n"
+                   "Example:\n  rastrum slope dem.tif slope.tif\n  rastrum slope srtm.tif slope.tif -s 111120 -p");
 
     auto& calc = *app.add_subcommand("calc", "Cell-by-cell arithmetic of two rasters of the same grid");
     calc.add_option("operation", operation, "subtract, add, divide or multiply")->required();
@@ -175,7 +210,9 @@ int runCommandLine(int argc, char** argv) {
     addTiling(overwriting, common, "0");
     addConsole(overwriting, common);
     overwriting.add_option("--range", ranges, "closed interval of heights LO:HI; repeatable")->required();
-    overwriting.add_flag("--invert", overwrite.invert, "write where the height lies in none of the intervals");
+    overwriting.add_flag("--invert", overwrite.invert,
+                         "write where the height lies in none of the intervals (holes are left alone)");
+    overwriting.add_flag("--include-holes", overwrite.includeHoles, "with --invert, write into hole cells too");
     overwriting.add_option("--value", overwrite.value, "code written into the cell types (unsigned 8-bit)")
         ->check(CLI::Range(0, 255))
         ->capture_default_str();
@@ -197,11 +234,21 @@ int runCommandLine(int argc, char** argv) {
     meshing.add_option("output", output.path, "mesh file: .ply, .obj, .gltf or .glb")->required();
     meshing.add_flag("--overwrite", output.options.overwrite, "replace an existing output (and preview)");
     meshing.add_option("--preview", output.preview, "also render the heights as a shaded relief PNG");
+    MeshOptions meshOptions;
+    meshing.add_option("--max-error", meshOptions.maxError,
+                       "simplify: an adaptive surface within this many height units of every data cell")
+        ->check(finiteIn(0.0, HUGE_VAL, true, "a height difference >= 0"));
+    meshing.add_option("--up", meshOptions.up, "axis pointing up: z (PLY's default) or y (OBJ's and glTF's)")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, UpAxis>{{"y", UpAxis::Y}, {"z", UpAxis::Z}}));
     addTiling(meshing, common, "1, no gaps");
     addConsole(meshing, common);
-    meshing.footer("Vertices are stored relative to an origin recorded in the file (see the file's comments or the\n"
-                   "glTF root translation); triangles face up.\n"
-                   "Example:\n  rastrum mesh dem.tif surface.glb");
+    meshing.footer("Full resolution: one vertex per data cell in a square of four, welded across fragments.\n"
+                   "Axes: PLY x east, y north, z up; OBJ and glTF x east, y up, z south (north at -z), as their\n"
+                   "importers assume; --up z writes OBJ with z up. Vertices are stored relative to an origin the\n"
+                   "file records (PLY: comment origin, OBJ: # origin, glTF: the node's extras.origin, as east,\n"
+                   "north, height), so the model sits near the viewer's origin. Every vertex has a normal and\n"
+                   "triangles face up. Cells with non-finite or absurd heights (such as -3.4e38) are refused.\n"
+                   "Examples:\n  rastrum mesh dem.tif surface.glb\n  rastrum mesh dem.tif surface.obj --max-error 0.5");
 
     DemoOptions demoOptions;
     auto& demo = *app.add_subcommand("demo", "Generate a terrain and run every operation on it into one folder");
@@ -250,13 +297,21 @@ int runCommandLine(int argc, char** argv) {
             bar = Lumen::makeStrong<ProgressBar>(stderr);
             context.progress = bar;
         }
-        ConsoleRoute const route(common.logPath, common.quiet, bar.getPointer());
+        // The gradient's own lines (a threshold for a one-sided step per fragment) mislead beside the host's
+        // note on a plane; they go to --log only.
+        bool const gradient = &chosen == &sobel || &chosen == &sloping;
+        ConsoleRoute const route(common.logPath, common.quiet || gradient, bar.getPointer());
         if (&chosen == &mask) {
             commandMask(input, output, common.tiling, context);
         } else if (&chosen == &smoothing) {
             commandSmooth(input, output, smooth, common.tiling, context);
         } else if (&chosen == &sobel) {
-            commandSobel(input, output, slope, common.tiling, context);
+            auto const note = commandSobel(input, output, slope, common.tiling, context, keepPartial);
+            if (!common.quiet) {
+                std::cerr << "rastrum: " << note << '\n';
+            }
+        } else if (&chosen == &sloping) {
+            commandSlope(input, output, slopeOptions, common.tiling, context);
         } else if (&chosen == &calc) {
             commandCalc(operation, input, second, output, common.tiling, context);
         } else if (&chosen == &overwriting) {
@@ -267,7 +322,7 @@ int runCommandLine(int argc, char** argv) {
         } else if (&chosen == &iso) {
             commandIso(volume, output, common.tiling, context);
         } else if (&chosen == &meshing) {
-            commandMesh(input, output, common.tiling, context);
+            commandMesh(input, output, meshOptions, common.tiling, context);
         } else if (&chosen == &demo) {
             runDemo(demoOptions, context, std::cout);
         }

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,6 +26,15 @@ struct SmoothingRequest {
     Lumen::StrongPtr<Lumen::LoaderProgress> const& progress;
 };
 
+// A window wider than 2 max(nx, ny) + 1 gives the same result as that one: the
+// bilateral window already covers the whole fragment, and the Gaussian filter
+// copies a fragment narrower than its window. Capping it keeps the window's
+// tables as small as the fragment allows, whatever size is asked for.
+unsigned windowWithin(unsigned requested, FragmentShape const& shape) {
+    std::uint64_t const covering = 2 * std::max(shape.nx, shape.ny) + 1;
+    return static_cast<unsigned>(std::min<std::uint64_t>(effectiveWindowSize(requested), covering));
+}
+
 // One pass over all fragments for element type T.
 template <class T>
 void smoothPass(SmoothingRequest const& request) {
@@ -46,12 +57,13 @@ void smoothPass(SmoothingRequest const& request) {
         }
         auto const& size = input->Size();
         FragmentShape const shape{size[0], size[1], size[2]};
+        auto const window = windowWithin(request.windowSize, shape);
         auto const result = Lumen::makeStrong<Velum::MemArray<3, T>>(size, Velum::uninitialised);
         if (request.gaussianOnly) {
-            gaussianFilter(input->data(), codes->data(), shape, request.windowSize, request.sigmaSpatial,
+            gaussianFilter(input->data(), codes->data(), shape, window, request.sigmaSpatial,
                            cellTypes.HOLE_CELL_TYPES, result->data());
         } else {
-            bilateralFilter(input->data(), codes->data(), shape, request.windowSize, request.sigmaSpatial,
+            bilateralFilter(input->data(), codes->data(), shape, window, request.sigmaSpatial,
                             request.sigmaRange, cellTypes.HOLE_CELL_TYPES, result->data());
         }
         request.output.setPersistentData(result, fragment, Lumen::Cache::MemCache());
@@ -90,8 +102,14 @@ std::string bilateralSmoothing(Velum::Grid& grid, std::string const& inputFieldN
     }
     SmoothingRequest const request{*input,     *codes,       *output,    fragments,   windowSize,
                                    sigmaSpatial, sigmaRange, gaussianOnly, progress};
-    smoothEveryMatchingType<float, double, unsigned char, unsigned short, unsigned int, unsigned long long, int>(
-        sample.getPointer(), request);
+    // Operations do not throw: a progress sink that throws or memory that runs
+    // out ends the pass, and the fragments stored so far stay.
+    try {
+        smoothEveryMatchingType<float, double, unsigned char, unsigned short, unsigned int, unsigned long long, int>(
+            sample.getPointer(), request);
+    } catch (...) {
+        return "gaussSmoothingOfUniform: fragments left unfinished";
+    }
     return "";
 }
 

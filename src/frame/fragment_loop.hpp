@@ -2,47 +2,78 @@
 
 #include <omp.h>
 
+#include <atomic>
 #include <cstdint>
+#include <exception>
 #include <type_traits>
 
 // The parallel fragment loop and the lock around framework calls.
 namespace Rastrum::frame {
 
+// The message of a grid whose fragment loop was stopped; the grid's name follows.
+inline constexpr char const* FRAGMENTS_UNFINISHED = "Fragments left unfinished in grid:";
+
 // Runs body(i) for i in [0, count) on the default team, handing out one
-// fragment at a time so that fragments of unequal cost balance out.
+// fragment at a time so that fragments of unequal cost balance out. An
+// exception must not leave the parallel region (that would end the process):
+// the first one, from a progress sink or an allocation, stops the hand-out of
+// further fragments and makes the call return false.
 template <class Body>
-void forEachFragmentInParallel(std::uint32_t count, Body&& body) {
+bool forEachFragmentInParallel(std::uint32_t count, Body&& body) {
+    std::atomic<bool> failed{false};
 #pragma omp parallel
     {
 #pragma omp for schedule(nonmonotonic : dynamic, 1) nowait
         for (std::uint64_t i = 0; i < count; ++i) {
-            body(static_cast<std::uint32_t>(i));
+            if (failed.load(std::memory_order_relaxed)) {
+                continue;
+            }
+            try {
+                body(static_cast<std::uint32_t>(i));
+            } catch (...) {
+                failed.store(true, std::memory_order_relaxed);
+            }
         }
     }
+    return !failed.load();
 }
 
 // Runs body(i) for i in [0, count): in parallel over fragments when there
 // are at least as many as threads, else one fragment after another in order,
-// the kernels then sharing each fragment's rows among the team.
+// the kernels then sharing each fragment's rows among the team. False when an
+// exception stopped the loop, as above.
 template <class Body>
-void forEachFragment(std::uint32_t count, Body&& body) {
+bool forEachFragment(std::uint32_t count, Body&& body) {
     if (count >= static_cast<std::uint32_t>(omp_get_max_threads())) {
-        forEachFragmentInParallel(count, body);
-        return;
+        return forEachFragmentInParallel(count, body);
     }
-    for (std::uint32_t i = 0; i < count; ++i) {
-        body(i);
+    try {
+        for (std::uint32_t i = 0; i < count; ++i) {
+            body(i);
+        }
+    } catch (...) {
+        return false;
     }
+    return true;
 }
 
 // Runs a framework call under the one global lock (OpenMP's unnamed critical
-// section) that serialises access to shared framework objects.
+// section) that serialises access to shared framework objects. An exception
+// is carried out of the critical section before it is rethrown.
 template <class Call>
 std::invoke_result_t<Call> underFrameworkLock(Call&& call) {
     std::invoke_result_t<Call> result;
+    std::exception_ptr error;
 #pragma omp critical
     {
-        result = call();
+        try {
+            result = call();
+        } catch (...) {
+            error = std::current_exception();
+        }
+    }
+    if (error) {
+        std::rethrow_exception(error);
     }
     return result;
 }

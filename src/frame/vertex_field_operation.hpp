@@ -39,15 +39,16 @@ concept FragmentKernel = requires(Kernel kernel, Velum::MemArray<3, In> const& i
 
 // Computes the fragments of one grid in parallel: input fragments of element
 // type In become result fragments of element type Out with the same extents.
-// Fragments without identity, creator or data of type In are skipped.
+// Fragments without identity in the grid (the input may be cut into more
+// fragments than its grid), creator or data of type In are skipped. False when
+// an exception stopped the loop.
 template <class In, class Out, FragmentKernel<In, Out> Kernel>
-void computeFragments(Velum::FragmentedUniformGrid3D const& view, Velum::Field const& input,
+bool computeFragments(Velum::FragmentedUniformGrid3D const& view, Velum::Field const& input,
                       std::vector<Velum::MultiIndex<3>> const& fragments, Velum::Field& result,
                       WalkRequest const& request, char const* progressText, Kernel const& kernel) {
-    auto const identities = view.fragmentIDs();
     auto const count = static_cast<std::uint32_t>(fragments.size());
-    forEachFragment(count, [&](std::uint32_t i) {
-        auto const fragment = identities ? (*identities)[fragments[i]] : nullptr;
+    return forEachFragment(count, [&](std::uint32_t i) {
+        auto const fragment = view.getFragmentID(fragments[i]);
         if (!fragment) {
             return;
         }
@@ -81,7 +82,7 @@ std::string runVertexFieldOperation(Velum::BundlePtr const& bundle, WalkRequest 
     }
     std::string message;
     forEachSliceAt(*bundle, request.time, TimeMatch::Exact, SliceLog::Times, [&](Velum::Slice const& slice) {
-        forEachGrid(slice, request.gridName, [&](std::string const&, Lumen::StrongPtr<Velum::Grid> const& grid) {
+        forEachGrid(slice, request.gridName, [&](std::string const& name, Lumen::StrongPtr<Velum::Grid> const& grid) {
             Velum::FragmentedUniformGrid3D view;
             view.assign(grid);
             auto const representation = grid->getCartesianRepresentation("");
@@ -103,7 +104,10 @@ std::string runVertexFieldOperation(Velum::BundlePtr const& bundle, WalkRequest 
                 message = names.creationFailure;
                 return false;
             }
-            computeFragments<In, Out>(view, *input, fragments, *result, request, names.progressText, kernel);
+            if (!computeFragments<In, Out>(view, *input, fragments, *result, request, names.progressText, kernel)) {
+                message = FRAGMENTS_UNFINISHED + name;
+                return false;
+            }
             return true;
         });
     });

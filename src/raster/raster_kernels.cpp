@@ -1,6 +1,7 @@
 #include "raster/raster_kernels.hpp"
 
 #include <array>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -56,7 +57,7 @@ struct FloatingLanes<double> {
 // some out[i] is not 0. Floating types go in lanes; the merged mask holds
 // only 0 and 1, so a hole is where the mask equals a marked one of the two.
 template <class In, class Combine>
-bool combineEach(In const* a, In const* b, unsigned char* mask, RasterResult<In>* out, std::size_t count,
+bool combineEach(In const* a, In const* b, unsigned char const* mask, RasterResult<In>* out, std::size_t count,
                  CellTypeTable const& hole, Combine combine) {
     std::size_t i = 0;
     bool nonZero = false;
@@ -88,14 +89,18 @@ bool combineEach(In const* a, In const* b, unsigned char* mask, RasterResult<In>
             out[i] = RasterResult<In>(0);
             continue;
         }
-        if constexpr (std::is_floating_point_v<In>) {
-            out[i] = combine(a[i], b[i]);
-        } else {
-            out[i] = combine(a[i], b[i], mask[i]);
-        }
+        out[i] = combine(a[i], b[i]);
         nonZero = nonZero || out[i] != 0;
     }
     return nonZero;
+}
+
+// An integer division by zero is a fatal arithmetic fault. It is raised here
+// rather than left to the processor, whose trap the compiler and the
+// sanitizers need not keep; a handler that returns does not resume the loop.
+[[noreturn]] void divisionByZero() {
+    std::raise(SIGFPE);
+    std::abort();
 }
 
 template <class In>
@@ -104,7 +109,7 @@ RasterResult<In> narrow(Arithmetic<In> value) {
 }
 
 template <class In>
-bool combineFloating(Operandi::Operation operation, In const* a, In const* b, unsigned char* mask, In* out,
+bool combineFloating(Operandi::Operation operation, In const* a, In const* b, unsigned char const* mask, In* out,
                      std::size_t count, CellTypeTable const& hole) {
     switch (operation) {
     case Operandi::Subtract:
@@ -121,24 +126,23 @@ bool combineFloating(Operandi::Operation operation, In const* a, In const* b, un
 }
 
 template <class In>
-bool combineIntegers(Operandi::Operation operation, In const* a, In const* b, unsigned char* mask,
+bool combineIntegers(Operandi::Operation operation, In const* a, In const* b, unsigned char const* mask,
                      RasterResult<In>* out, std::size_t count, CellTypeTable const& hole) {
     using A = Arithmetic<In>;
     switch (operation) {
     case Operandi::Subtract:
         return combineEach(a, b, mask, out, count, hole,
-                           [](In x, In y, unsigned char&) { return narrow<In>(static_cast<A>(A(x) - A(y))); });
+                           [](In x, In y) { return narrow<In>(static_cast<A>(A(x) - A(y))); });
     case Operandi::Add:
         return combineEach(a, b, mask, out, count, hole,
-                           [](In x, In y, unsigned char&) { return narrow<In>(static_cast<A>(A(x) + A(y))); });
+                           [](In x, In y) { return narrow<In>(static_cast<A>(A(x) + A(y))); });
     case Operandi::Multiply:
         return combineEach(a, b, mask, out, count, hole,
-                           [](In x, In y, unsigned char&) { return narrow<In>(static_cast<A>(A(x) * A(y))); });
+                           [](In x, In y) { return narrow<In>(static_cast<A>(A(x) * A(y))); });
     case Operandi::Divide:
-        return combineEach(a, b, mask, out, count, hole, [](In x, In y, unsigned char& cell) {
+        return combineEach(a, b, mask, out, count, hole, [](In x, In y) {
             if (y == 0) {
-                cell = 1;
-                return RasterResult<In>(0);
+                divisionByZero();
             }
             return narrow<In>(static_cast<A>(A(x) / A(y)));
         });
@@ -150,7 +154,7 @@ bool combineIntegers(Operandi::Operation operation, In const* a, In const* b, un
 } // namespace
 
 template <class In>
-bool combineRasters(Operandi::Operation operation, In const* a, In const* b, unsigned char* mask,
+bool combineRasters(Operandi::Operation operation, In const* a, In const* b, unsigned char const* mask,
                     RasterResult<In>* out, std::size_t count, CellTypeTable const& hole) {
     if constexpr (std::is_floating_point_v<In>) {
         return combineFloating(operation, a, b, mask, out, count, hole);
@@ -195,7 +199,7 @@ bool mergeCellTypes(unsigned char const* first, unsigned char const* second, uns
 }
 
 #define RASTRUM_COMBINE_RASTERS(In)                                                                              \
-    template bool combineRasters<In>(Operandi::Operation, In const*, In const*, unsigned char*, RasterResult<In>*, \
+    template bool combineRasters<In>(Operandi::Operation, In const*, In const*, unsigned char const*, RasterResult<In>*, \
                                      std::size_t, CellTypeTable const&);
 RASTRUM_COMBINE_RASTERS(float)
 RASTRUM_COMBINE_RASTERS(double)

@@ -1,4 +1,4 @@
-#include "demo_terrain.hpp"
+#include "demo/demo_terrain.hpp"
 
 #include <gtest/gtest.h>
 

@@ -11,49 +11,11 @@
 #include <vector>
 
 #include "cli_support.hpp"
-#include "operations.hpp"
-#include "raster_reader.hpp"
+#include "operations/operations.hpp"
+#include "io/raster_reader.hpp"
 #include "terrain_fixture.hpp"
 
 using namespace cli_testing;
-
-TEST(MeshSubcommand, WritesTheHostSurfaceAsGltfWithItsSideFileAndAReliefPreview) {
-    TempFolder folder;
-    writeRaster(folder / "dem.tif", terrain(40, 30));
-    auto const run = rastrum({"mesh", folder / "dem.tif", folder / "surface.gltf", "--preview", folder / "relief.png",
-                              "--fragment-size", "16", "-q"});
-    ASSERT_EQ(run.status, 0) << run.err;
-    // The buffer file keeps the name the glTF file refers to; nothing temporary is left.
-    EXPECT_EQ(folder.entries(), (std::vector<std::string>{"dem.tif", "relief.png", "surface.bin", "surface.gltf"}));
-
-    auto const input = rastrum_host::readHeights(folder / "dem.tif", {});
-    auto const expected = rastrum_host::computeSurface(input, {.fragmentSize = 16, .overlap = {}}, {});
-    Assimp::Importer importer;
-    aiScene const* scene = importer.ReadFile(folder / "surface.gltf", 0);
-    ASSERT_NE(scene, nullptr) << importer.GetErrorString();
-    ASSERT_EQ(scene->mNumMeshes, 1u);
-    aiMesh const& mesh = *scene->mMeshes[0];
-    ASSERT_EQ(mesh.mNumFaces, expected.triangles.size());
-    // Vertices are stored relative to the root node's translation, and every
-    // triangle (a, b, c) is written as (a, c, b) so that the surface faces up.
-    aiMatrix4x4 const& root = scene->mRootNode->mTransformation;
-    int far = 0;
-    for (unsigned t = 0; t < mesh.mNumFaces; ++t) {
-        auto const& [a, b, c] = expected.triangles[t];
-        std::array<std::uint32_t, 3> const corners{a, c, b};
-        for (unsigned k = 0; k < 3; ++k) {
-            aiVector3D const v = root * mesh.mVertices[mesh.mFaces[t].mIndices[k]];
-            for (unsigned axis = 0; axis < 3; ++axis) {
-                far += std::abs(double{v[axis]} - expected.vertices[corners[k]][axis]) > 1e-3 ? 1 : 0;
-            }
-        }
-    }
-    EXPECT_EQ(far, 0);
-
-    auto const picture = readRaster(folder / "relief.png");
-    EXPECT_EQ(picture.width, 40);
-    EXPECT_EQ(picture.height, 30);
-}
 
 namespace {
 

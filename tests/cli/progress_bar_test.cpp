@@ -1,4 +1,4 @@
-#include "progress_bar.hpp"
+#include "console/progress_bar.hpp"
 
 #include <gtest/gtest.h>
 

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "Rastrum.hpp"
-#include "errors.hpp"
-#include "raster_reader.hpp"
+#include "core/errors.hpp"
+#include "io/raster_reader.hpp"
 #include "terrain_fixture.hpp"
-#include "tiled_grid.hpp"
+#include "tiling/tiled_grid.hpp"
 
 using namespace cli_testing;
 

@@ -79,16 +79,15 @@ TEST(RealData, EveryElevationSampleRunsThroughInfoAndEveryHeightSubcommand) {
             << info.out;
 
         run({"mask", sample.file, folder / "mask.tif"});
-        run({"sobel", sample.file, folder / "sobel.tif", "-q"});
-        run({"smooth", sample.file, folder / "smooth.tif", "-q"});
-        run({"smooth", sample.file, folder / "gauss.tif", "--gaussian", "-q"});
+        run({"sobel", sample.file, folder / "sobel.tif", "--keep-partial", "-q"});
+        run({"smooth", sample.file, folder / "smooth.tif", "--keep-partial", "-q"});
+        run({"smooth", sample.file, folder / "gauss.tif", "--gaussian", "--keep-partial", "-q"});
         run({"calc", "subtract", sample.file, sample.file, folder / "zero.tif"});
         run({"overwrite", sample.file, folder / "codes.tif", "--range", "-1e9:1e9", "--value", "4"});
         run({"mesh", sample.file, folder / "surface.ply", "--preview", folder / "relief.png", "-q"});
         EXPECT_GT(std::filesystem::file_size(folder / "surface.ply"), 0u);
         auto const relief = readRaster(folder / "relief.png");
-        EXPECT_EQ(relief.width, raw.width);
-        EXPECT_EQ(relief.height, raw.height);
+        EXPECT_TRUE(relief.width >= raw.width && relief.height > raw.height) << "the map and its legend";
 
         auto const mask = output("mask.tif");
         auto const sobel = output("sobel.tif");

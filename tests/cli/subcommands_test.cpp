@@ -72,15 +72,18 @@ TEST_F(Subcommands, MaskSobelAndSmoothEqualTheLibraryOnTheSameFragments) {
         ASSERT_EQ(Rastrum::bilateralSmoothing(*grid.grid(), "Height", "G", 5, 1.5, 3.0, 0, true, nullptr), "");
         auto const field = [&](char const* name) { return FieldPtr((*grid.grid())(name)); };
 
-        std::vector<std::string> const tiling{"--fragment-size", std::to_string(fragment), "--overlap", "0"};
+        std::vector<std::string> const tiling{"--fragment-size", std::to_string(fragment), "--overlap", "0",
+                                               "--allow-seams"};
         auto with = [&](std::vector<std::string> arguments) {
             arguments.insert(arguments.end(), tiling.begin(), tiling.end());
             return arguments;
         };
         auto const mask = run(with({"mask", input, folder / "mask.tif", "--overwrite"}), "mask.tif");
-        auto const sobel = run(with({"sobel", input, folder / "sobel.tif", "--slope", "30", "--overwrite"}), "sobel.tif");
+        auto const sobel = run(with({"sobel", input, folder / "sobel.tif", "--slope", "30", "--keep-partial",
+                                    "--overwrite"}),
+                               "sobel.tif");
         std::vector<std::string> const smoothing{"--window", "5", "--sigma-spatial", "1.5", "--sigma-range", "3",
-                                                 "--overwrite"};
+                                                 "--keep-partial", "--overwrite"};
         auto smoothArgs = with({"smooth", input, folder / "s.tif"});
         smoothArgs.insert(smoothArgs.end(), smoothing.begin(), smoothing.end());
         auto const bilateral = run(smoothArgs, "s.tif");
@@ -167,7 +170,7 @@ TEST_F(Subcommands, OverwriteWritesIntoTheCodesLikeTheLibrary) {
                                            "--range", "1510:1515", "--value", "7", "--fragment-size", "16",
                                            "--overwrite"};
         if (invert) {
-            arguments.push_back("--invert");
+            arguments.insert(arguments.end(), {"--invert", "--include-holes"});
         }
         auto const out = run(arguments, "codes.tif");
         EXPECT_EQ(out.type, GDT_Byte);
@@ -201,7 +204,7 @@ TEST_F(Subcommands, IsoDensityEqualsTheLibraryLayerByLayer) {
         ASSERT_EQ(Rastrum::gausSmoothingUniform3D(bundle, name, nullptr), "");
 
         auto const out = run({"iso", folder / "markers.tif", folder / "iso.tif", "--fragment-size",
-                              std::to_string(fragment), "--overlap", "0", "--overwrite"},
+                              std::to_string(fragment), "--overlap", "0", "--allow-seams", "--overwrite"},
                              "iso.tif");
         EXPECT_EQ(out.bands, 4);
         EXPECT_EQ(out.type, GDT_Float32);

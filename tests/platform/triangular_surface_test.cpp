@@ -2,10 +2,7 @@
 
 #include <vector>
 
-#include "Lumen/Cache.hpp"
-#include "Velum/FragmentBBox.hpp"
 #include "Velum/TriangularSurface.hpp"
-#include "Velum/UniformCartesianArray.hpp"
 
 using Point = Tensa::PhysicalSpace::point;
 using Velum::Triangle;
@@ -29,17 +26,4 @@ TEST(TriangularSurface, StoresVerticesAndTrianglesOnAGridAndRefusesBadIndices) {
     EXPECT_FALSE(Velum::TriangularSurface::addVerticesAndConnectivity(*other, vertices, beyond));
     EXPECT_FALSE(surface.assign(other));
     EXPECT_FALSE(surface.vertices());
-}
-
-TEST(FragmentBBox, SpansTheFirstAndLastPointsWhateverTheSpacingSign) {
-    Velum::Field positions;
-    auto const fragment = Lumen::makeStrong<Velum::FragmentID>("f");
-    positions.setPersistentData(Lumen::makeStrong<Velum::UniformCartesianArray>(
-                                    Point{100, 50, 0}, Tensa::PhysicalSpace::vector{2, -0.5, 1},
-                                    Velum::MultiIndex<3>(4u, 3u, 1u)),
-                                fragment, Lumen::Cache::MemCache());
-    auto const box = Velum::getFragmentBBox(positions, fragment);
-    EXPECT_EQ(box.min(), (Point{100, 49, 0}));
-    EXPECT_EQ(box.max(), (Point{106, 50, 0}));
-    EXPECT_TRUE(Velum::getFragmentBBox(positions, Lumen::makeStrong<Velum::FragmentID>("g")).empty());
 }

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 #include "Velum/MemArray.hpp"
 #include "Velum/UniformCartesianArray.hpp"
 #include "Velum/UniformGridBuilder.hpp"
@@ -34,16 +32,4 @@ TEST(UniformGridBuilder, OverlappingFragmentsCoverTheGridWithAShorterLastOne) {
     EXPECT_EQ((*values)[Index(0u, 0u, 0u)], 9);
     EXPECT_EQ((*values)[Index(1u, 3u, 0u)], 310);
     EXPECT_EQ(builder.grid()->CartesianPositions().getPointer(), builder.positions().getPointer());
-}
-
-TEST(UniformGridBuilder, RefusesFragmentsThatCannotAdvance) {
-    auto layout = [](Index perFragment, Index overlap) {
-        return Velum::UniformGridLayout{.points = {4u, 4u, 1u},
-                                        .pointsPerFragment = perFragment,
-                                        .overlap = overlap,
-                                        .origin = {},
-                                        .spacing = {1.0, 1.0, 1.0}};
-    };
-    EXPECT_THROW(Velum::UniformGridBuilder(layout(Index(0u, 2u, 1u), Index())), std::invalid_argument);
-    EXPECT_THROW(Velum::UniformGridBuilder(layout(Index(2u, 2u, 1u), Index(0u, 2u, 0u))), std::invalid_argument);
 }

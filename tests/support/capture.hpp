@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,12 @@ public:
 private:
     mutable std::mutex mutex_;
     std::vector<Report> reports_;
+};
+
+// A progress sink that fails, as a host's cancel button may.
+class ThrowingProgress : public Lumen::LoaderProgress {
+public:
+    void report(std::string const&, std::uint32_t, std::uint32_t) override { throw std::runtime_error("cancelled"); }
 };
 
 } // namespace testing_support

@@ -1,0 +1,168 @@
+#include "commands/commands.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <iostream>
+#include <limits>
+#include <optional>
+
+#include "io/atomic_output.hpp"
+#include "core/errors.hpp"
+#include "commands/info.hpp"
+#include "mesh/surface.hpp"
+#include "mesh/surface_input.hpp"
+#include "preview/preview.hpp"
+
+namespace rastrum_host {
+namespace {
+
+double constexpr FloatNodata = std::numeric_limits<double>::quiet_NaN();
+
+// How the preview of a result is drawn: which band, in which style.
+struct Picture {
+    PreviewStyle style;
+    int band = 1;
+};
+
+void checkPreview(OutputArgs const& output) {
+    if (output.preview.empty()) {
+        return;
+    }
+    std::string extension = std::filesystem::path(output.preview).extension().string();
+    std::ranges::transform(extension, extension.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (extension != ".png") {
+        throw InputError("--preview " + output.preview + ": the preview is a PNG picture; name it .png");
+    }
+    AtomicOutput const probe(output.preview, output.options.overwrite);
+}
+
+// Refuses an unknown format, an existing output or an unsuitable preview
+// before the work starts.
+void checkOutput(OutputArgs const& output) {
+    outputDriver(output.path, output.options.format);
+    AtomicOutput const probe(output.path, output.options.overwrite);
+    checkPreview(output);
+}
+
+// Renders the preview, when asked for, beside a result that is about to be
+// committed; it appears only once the result did. A preview is an extra: when
+// it cannot be drawn (a result without data, say) a warning says why and the
+// result is kept.
+void renderPicture(std::optional<AtomicOutput>& png, OutputArgs const& output, GDALDatasetH dataset,
+                   Picture picture) {
+    if (output.preview.empty()) {
+        return;
+    }
+    try {
+        png.emplace(output.preview, output.options.overwrite);
+        renderPreview(dataset, picture.band, picture.style, png->tmpPath());
+    } catch (std::exception const& error) {
+        png.reset();
+        std::cerr << "rastrum: warning: " << output.preview << ": " << error.what() << "; the result is kept\n";
+    }
+}
+
+template <class T>
+void write(OutputArgs const& output, Raster<T> const& raster, Georeference const& georef,
+           std::optional<double> nodata, Picture picture) {
+    AtomicOutput result(output.path, output.options.overwrite);
+    auto const memory = inMemory(output.path, raster, georef, nodata);
+    std::optional<AtomicOutput> png;
+    renderPicture(png, output, memory.get(), picture);
+    writeDataset(memory.get(), result.tmpPath(), output.path, output.options);
+    result.commit();
+    if (png) {
+        png->commit();
+    }
+}
+
+} // namespace
+
+std::string commandInfo(InputArgs const& input, Tiling const& tiling) {
+    return describeRaster(input.path, input.read, tiling);
+}
+
+void commandMask(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
+    checkOutput(output);
+    auto const heights = readHeights(input.path, input.read);
+    write(output, runMask(heights, tiling, context), heights.georef, std::nullopt, {PreviewStyle::Ramp});
+}
+
+void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptions const& options,
+                   Tiling const& tiling, RunContext const& context) {
+    checkOutput(output);
+    auto const heights = readHeights(input.path, input.read);
+    write(output, runSmooth(heights, options, tiling, context), heights.georef, FloatNodata,
+          {PreviewStyle::Relief});
+}
+
+std::string commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
+                         RunContext const& context, bool keepPartial) {
+    checkOutput(output);
+    auto const heights = readHeights(input.path, input.read);
+    write(output, runSobel(heights, slopeDegrees, tiling, context, keepPartial), heights.georef, FloatNodata,
+          {PreviewStyle::Ramp});
+    return planeGradientNote(heights, slopeDegrees);
+}
+
+void commandSlope(InputArgs const& input, OutputArgs const& output, SlopeOptions const& options,
+                  Tiling const& tiling, RunContext const& context) {
+    checkOutput(output);
+    auto const heights = readHeights(input.path, input.read);
+    write(output, runSlope(heights, options, tiling, context), heights.georef, FloatNodata, {PreviewStyle::Ramp});
+}
+
+void commandCalc(std::string const& operation, InputArgs const& first, InputArgs const& second,
+                 OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
+    auto const arithmetic = arithmeticNamed(operation);
+    checkOutput(output);
+    auto const a = readHeights(first.path, first.read);
+    auto const b = readHeights(second.path, second.read);
+    // Differences read best around zero.
+    auto const style = arithmetic == Rastrum::Operandi::Subtract ? PreviewStyle::Diverging : PreviewStyle::Ramp;
+    write(output, runCalc(arithmetic, a, b, tiling, context), a.georef, FloatNodata, {style});
+}
+
+void commandOverwrite(InputArgs const& input, OutputArgs const& output, OverwriteOptions const& options,
+                      Tiling const& tiling, RunContext const& context) {
+    checkOutput(output);
+    auto const heights = readHeights(input.path, input.read);
+    write(output, runOverwrite(heights, options, tiling, context), heights.georef, std::nullopt,
+          {PreviewStyle::Ramp});
+}
+
+void commandIso(std::string const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
+    checkOutput(output);
+    auto const volume = readMarkerVolume(input);
+    // The middle layer shows the most of a density.
+    int const middle = static_cast<int>(volume.markers.bands + 1) / 2;
+    write(output, runIso(volume, tiling, context), volume.georef, FloatNodata, {PreviewStyle::Ramp, middle});
+}
+
+void commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options, Tiling const& tiling,
+                 RunContext const& context) {
+    UpAxis const up = meshUpAxis(output.path, options.up);
+    AtomicOutput mesh(output.path, output.options.overwrite);
+    checkPreview(output);
+    auto const heights = readHeights(input.path, input.read);
+    requireMeshableHeights(heights);
+    auto const file = openMeshFile(mesh.tmpPath(), surfaceOrigin(heights), up);
+    if (options.maxError) {
+        streamSimplifiedSurface(heights, *options.maxError, *file);
+    } else {
+        streamWeldedSurface(heights, tiling, context, *file);
+    }
+    file->finish();
+    std::optional<AtomicOutput> png;
+    if (!output.preview.empty()) {
+        auto const memory = inMemory(output.preview, heights.heights, heights.georef, FloatNodata);
+        renderPicture(png, output, memory.get(), {PreviewStyle::Relief});
+    }
+    mesh.commit();
+    if (png) {
+        png->commit();
+    }
+}
+
+} // namespace rastrum_host

@@ -1,0 +1,41 @@
+#include "operations/edge_rule.hpp"
+
+#include <algorithm>
+#include <limits>
+
+namespace rastrum_host {
+
+void blankRasterEdge(Raster<float>& result, std::uint32_t radius) {
+    float constexpr none = std::numeric_limits<float>::quiet_NaN();
+    for (std::uint32_t band = 0; band < result.bands; ++band) {
+        for (std::uint32_t row = 0; row < result.height; ++row) {
+            bool const edgeRow = row < radius || row >= result.height - std::min(radius, result.height);
+            for (std::uint32_t column = 0; column < result.width; ++column) {
+                if (edgeRow || column < radius || column >= result.width - std::min(radius, result.width)) {
+                    result.values[result.index(column, row, band)] = none;
+                }
+            }
+        }
+    }
+}
+
+void blankAroundHoles(Raster<float>& result, std::vector<std::uint8_t> const& cellTypes, std::uint32_t radius) {
+    float constexpr none = std::numeric_limits<float>::quiet_NaN();
+    std::int64_t const r = radius;
+    for (std::uint32_t row = 0; row < result.height; ++row) {
+        for (std::uint32_t column = 0; column < result.width; ++column) {
+            if (!isHole(cellTypes[result.index(column, row)])) {
+                continue;
+            }
+            auto const rowEnd = std::min<std::int64_t>(row + r, result.height - 1);
+            auto const columnEnd = std::min<std::int64_t>(column + r, result.width - 1);
+            for (auto y = std::max<std::int64_t>(row - r, 0); y <= rowEnd; ++y) {
+                for (auto x = std::max<std::int64_t>(column - r, 0); x <= columnEnd; ++x) {
+                    result.values[result.index(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y))] = none;
+                }
+            }
+        }
+    }
+}
+
+} // namespace rastrum_host

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Lumen/LoaderProgress.hpp"
+#include "Lumen/StrongPtr.hpp"
+#include "Rastrum.hpp"
+#include "core/raster.hpp"
+#include "tiling/tiled_grid.hpp"
+
+// The host's operations on rasters in memory, one function per subcommand,
+// free of command-line parsing so that the demo runs the very same code. Each
+// cuts its input into fragments, runs the library and stitches the result
+// back into one raster of the input's shape.
+namespace rastrum_host {
+
+struct RunContext {
+    Lumen::StrongPtr<Lumen::LoaderProgress> progress; // empty: no progress reports
+};
+
+// Default overlaps: what each stencil needs so that stitching leaves no seams.
+inline constexpr std::uint64_t SobelOverlap = 2;
+inline constexpr std::uint64_t SurfaceOverlap = 1; // shared rows and columns close the gaps between fragments
+inline constexpr std::uint64_t IsoOverlap = 2;
+
+// 1.0 at data cells, 0.0 at holes. No nodata: the holes are the answer.
+Raster<float> runMask(HeightInput const& input, Tiling const& tiling, RunContext const& context);
+
+struct SmoothOptions {
+    bool gaussian = false; // the plain normalised Gaussian instead of the bilateral filter
+    unsigned window = 5;   // made odd and at least 3
+    double sigmaSpatial = 1.0;
+    double sigmaRange = 2.0; // in height units; bilateral only
+    bool keepPartial = false; // keep the library's values where the window leaves the raster
+};
+unsigned effectiveWindow(unsigned requested);
+// Smoothed heights; holes stay NaN, and so does the band of (window - 1) / 2
+// cells along the raster's edge unless keepPartial. Default overlap: window - 1.
+Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, Tiling const& tiling,
+                        RunContext const& context);
+
+// Gradient magnitude of the heights, unnormalised: a plane rising h per cell
+// gives 32 h, whatever the cell size. NaN at holes, and where the 3 x 3
+// stencil touched a hole or left the raster unless keepPartial asks for the
+// library's own values there. The console gets the library's threshold line
+// for slopeDegrees.
+Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context,
+                       bool keepPartial = false);
+
+// The gradient a plane sloping `slopeDegrees` gives on this raster's cells, in
+// words, for choosing a threshold on the gradient.
+std::string planeGradientNote(HeightInput const& input, double slopeDegrees);
+
+struct SlopeOptions {
+    bool percent = false;        // 100 x rise over run instead of degrees
+    std::optional<double> scale; // horizontal units per height unit; default 1, or metres per degree when geographic
+};
+// Slope of the heights from the same gradient, in degrees or percent, using the
+// cell size along x and y. NaN wherever the gradient is (holes, their stencil
+// neighbours, the raster's edge).
+Raster<float> runSlope(HeightInput const& input, SlopeOptions const& options, Tiling const& tiling,
+                       RunContext const& context);
+
+// The operation named subtract, add, divide or multiply; InputError otherwise.
+Rastrum::Operandi::Operation arithmeticNamed(std::string const& name);
+// first op second, cell by cell; NaN where either input is a hole. The inputs
+// must have the same size and georeferencing (InputError naming both).
+Raster<float> runCalc(Rastrum::Operandi::Operation operation, HeightInput const& first, HeightInput const& second,
+                      Tiling const& tiling, RunContext const& context);
+
+struct OverwriteOptions {
+    std::vector<std::pair<double, double>> ranges; // closed intervals of heights
+    bool invert = false;                           // write outside the intervals instead
+    bool includeHoles = false;                     // let an inverted write reach hole cells too
+    int value = 1;                                 // its low 8 bits are written
+};
+// The cell-type codes, with `value` written where the height lies in (or
+// outside) the intervals. Hole heights are NaN, which lies in no interval, so
+// only an inverted write reaches holes, and only with includeHoles.
+Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions const& options, Tiling const& tiling,
+                                  RunContext const& context);
+
+// The marker density, one Float32 layer per input layer. Every fragment is
+// scaled to its own peak of 1, so the result depends on the fragment size and
+// has seams where fragments meet; a fragment as large as the volume avoids them.
+Raster<float> runIso(MarkerVolume const& volume, Tiling const& tiling, RunContext const& context);
+
+// The triangle surfaces are in mesh/.
+
+} // namespace rastrum_host

@@ -1,0 +1,23 @@
+#include <cstdint>
+
+#include "tiling/operation_support.hpp"
+#include "operations/operations.hpp"
+
+namespace rastrum_host {
+
+Raster<float> runIso(MarkerVolume const& volume, Tiling const& tiling, RunContext const& context) {
+    auto const& markers = volume.markers;
+    TiledGrid const tiled({markers.width, markers.height, markers.bands},
+                          placementOf(volume.georef, markers.height, volume.source), tiling.fragmentSize,
+                          overlapFor(tiling, IsoOverlap));
+    tiled.addField<std::uint16_t>("Markers", markers.values);
+    auto bundle = bundleOf(tiled);
+    std::string name = "Markers";
+    expectSuccess(Rastrum::gausSmoothingUniform3D(bundle, name, context.progress), "gausSmoothingUniform3D");
+    return {.width = markers.width,
+            .height = markers.height,
+            .bands = markers.bands,
+            .values = tiled.stitch(*resultField(*tiled.grid(), "Markers_Iso"), NoValue)};
+}
+
+} // namespace rastrum_host

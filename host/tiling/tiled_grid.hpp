@@ -1,0 +1,116 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Lumen/Cache.hpp"
+#include "Tensa/PhysicalSpace.hpp"
+#include "Velum/MemArray.hpp"
+#include "Velum/MultiIndex.hpp"
+#include "Velum/RegularlyFragmentedField.hpp"
+#include "Velum/UniformGridBuilder.hpp"
+#include "core/raster.hpp"
+
+namespace rastrum_host {
+
+using Index = Velum::MultiIndex<3>;
+
+// How a raster is cut: fragments of fragmentSize points along x and y, sharing
+// `overlap` points with their neighbours. Without an overlap each operation
+// takes the one its stencil needs; a smaller one cuts stencils at fragment
+// borders and is refused unless seams are allowed.
+struct Tiling {
+    std::uint64_t fragmentSize = 256;
+    std::optional<std::uint64_t> overlap;
+    bool allowSeams = false;
+};
+
+// The overlap to cut with for an operation whose stencil needs `need` shared
+// points; InputError for a smaller one unless tiling.allowSeams.
+std::uint64_t overlapFor(Tiling const& tiling, std::uint64_t need);
+
+// Where the cells of a raster lie as grid points: x is the column and y counts
+// rows from the southern one, so that both spacings are positive (the
+// triangulation relies on that); z is the band. Points sit at cell centres. A
+// raster without georeferencing has its lower-left corner at the origin and
+// cells of size 1.
+struct GridPlacement {
+    Tensa::PhysicalSpace::point origin;
+    Tensa::PhysicalSpace::vector spacing{1.0, 1.0, 1.0};
+    bool northUp = true;
+};
+
+// InputError naming `source` for a rotated or mirrored geotransform.
+GridPlacement placementOf(Georeference const& georef, std::uint32_t rows, std::string const& source);
+
+// The uniform grid of a raster of width x height cells and `layers` bands,
+// cut into fragments of the whole depth, with the six layout attributes set.
+// Fields are filled from, and stitched back into, values in file order.
+class TiledGrid {
+public:
+    // InputError when the overlap is not smaller than the fragment size.
+    TiledGrid(std::array<std::uint32_t, 3> shape, GridPlacement const& placement, std::uint64_t fragmentSize,
+              std::uint64_t overlap);
+
+    Lumen::StrongPtr<Velum::Grid> const& grid() const { return builder_.grid(); }
+    Index const& fragmentCounts() const { return builder_.fragmentCounts(); }
+
+    template <class T>
+    void addField(std::string const& name, std::span<T const> valuesInFileOrder) const {
+        builder_.addField<T>(name, [&](Index const& p) { return valuesInFileOrder[fileIndex(p)]; });
+    }
+
+    // One value per cell, in file order, taken from the fragment in which the
+    // cell lies farthest from a border with another fragment; `missing` where
+    // that fragment has no data.
+    template <class T>
+    std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing) const {
+        std::vector<T> values(layout_.points.product(), missing);
+        if (fragmentCounts().product() == 0) {
+            return values;
+        }
+        Index fragment;
+        do {
+            Lumen::StrongPtr<Velum::MemArray<3, T>> const data = field.getData(field.getFragmentID(fragment));
+            if (!data || data->Size() != fragmentSize(fragment)) {
+                continue;
+            }
+            auto const& [x0, x1] = owned_[0][fragment[0]];
+            auto const& [y0, y1] = owned_[1][fragment[1]];
+            auto const& [z0, z1] = owned_[2][fragment[2]];
+            for (auto z = z0; z < z1; ++z) {
+                for (auto y = y0; y < y1; ++y) {
+                    for (auto x = x0; x < x1; ++x) {
+                        Index const global(x, y, z);
+                        Index const local(x - start(fragment, 0), y - start(fragment, 1), z - start(fragment, 2));
+                        values[fileIndex(global)] = (*data)[local];
+                    }
+                }
+            }
+        } while (fragment.inc(fragmentCounts()));
+        return values;
+    }
+
+private:
+    // Position of a grid point's cell in file order.
+    std::size_t fileIndex(Index const& p) const {
+        auto const row = northUp_ ? layout_.points[1] - 1 - p[1] : p[1];
+        return p[0] + layout_.points[0] * (row + layout_.points[1] * p[2]);
+    }
+    Index fragmentSize(Index const& fragment) const { return builder_.fragmentSize(fragment); }
+    std::uint64_t start(Index const& fragment, std::size_t axis) const { return fragment[axis] * step_[axis]; }
+
+    Velum::UniformGridLayout layout_;
+    Index step_;
+    bool northUp_;
+    Velum::UniformGridBuilder builder_;
+    // Per axis and fragment: the half-open range of points the fragment owns.
+    std::array<std::vector<std::pair<std::uint64_t, std::uint64_t>>, 3> owned_;
+};
+
+} // namespace rastrum_host

@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# Mesh benchmark, rendered to bench/mesh.md in one run (not part of CI):
+# simplified triangle counts and times on fuji.png against @mapbox/martini
+# (under Node, installed into bench/martini/node_modules), peak memory of a
+# simplified 10000² surface and of a full-resolution 5000² PLY. Heavy runs
+# take /tmp/rastrum-heavy.lock so that they never overlap with others.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cd "$root"
+fuji=${FUJI:-$root/../shared/data/fuji.png}
+rastrum=build/dev/apps/rastrum/rastrum
+work=build/bench-mesh
+mkdir -p "$work"
+cmake --preset dev >/dev/null && cmake --build --preset dev --target rastrum-cli >/dev/null
+[ -d bench/martini/node_modules/@mapbox/martini ] || (cd bench/martini && npm install --no-audit --no-fund >/dev/null)
+heavy() { flock /tmp/rastrum-heavy.lock "$@"; }
+
+# Big rasters: fuji's heights resampled to 5000² and 10000² (cubic spline).
+if [ ! -f "$work/fuji10000.tif" ]; then
+  gdal_calc.py --quiet -A "$fuji" --A_band=1 -B "$fuji" --B_band=2 -C "$fuji" --C_band=3 --type=Float32 \
+    --calc="-10000+(A*65536.0+B*256.0+C)*0.1" --outfile="$work/fuji.tif" --overwrite >/dev/null
+  gdal_translate -q -r cubicspline -outsize 5000 5000 -co TILED=YES "$work/fuji.tif" "$work/fuji5000.tif"
+  gdal_translate -q -r cubicspline -outsize 10000 10000 -co TILED=YES -co BIGTIFF=YES "$work/fuji.tif" "$work/fuji10000.tif"
+fi
+
+faces() { head -c 2000 "$1" | grep -a '^element face' | cut -d' ' -f3; }
+# Best wall time of three runs, in ms.
+best_ms() {
+  local best=999999999
+  for _ in 1 2 3; do
+    local t0 t1
+    t0=$(date +%s%N); "$@" >/dev/null; t1=$(date +%s%N)
+    best=$(( (t1 - t0) / 1000000 < best ? (t1 - t0) / 1000000 : best ))
+  done
+  echo "$best"
+}
+peak_mb() { /usr/bin/time -f %M "$@" 2>&1 >/dev/null | tail -1 | awk '{printf "%d", $1 / 1024}'; }
+
+martini=$(cd bench/martini && heavy node run.mjs "$fuji" 5 10 50)
+rows=""
+for e in 5 10 50; do
+  ms=$(heavy bash -c "$(declare -f best_ms); best_ms $rastrum mesh --terrain-rgb $fuji $work/fuji-$e.ply --max-error $e --overwrite -q")
+  ours=$(faces "$work/fuji-$e.ply")
+  read -r theirs their_ms < <(node -e "const r=JSON.parse(process.argv[1])['$e']; console.log(r.triangles, r.ms.toFixed(1))" "$martini")
+  ratio=$(awk -v a="$ours" -v b="$theirs" 'BEGIN{printf "%.2f", a/b}')
+  time_ratio=$(awk -v a="$ms" -v b="$their_ms" 'BEGIN{printf "%.1f", a/b}')
+  count_met=$(awk -v r="$ratio" 'BEGIN{print (r <= 0.6) ? "met" : "not met"}')
+  time_met=$(awk -v r="$time_ratio" 'BEGIN{print (r <= 1.0) ? "met" : "not met"}')
+  rows+="| $e | $ours | $theirs | $ratio ($count_met) | $ms | $their_ms | $time_ratio ($time_met) |"$'\n'
+done
+
+simplified_mb=$(heavy bash -c "$(declare -f peak_mb); peak_mb $rastrum mesh $work/fuji10000.tif $work/big.ply --max-error 1 --overwrite -q")
+simplified_faces=$(faces "$work/big.ply")
+full_mb=$(heavy bash -c "$(declare -f peak_mb); peak_mb $rastrum mesh $work/fuji5000.tif $work/full.ply --overwrite -q")
+full_faces=$(faces "$work/full.ply")
+full_bytes=$(stat -c %s "$work/full.ply")
+rm -f "$work/big.ply" "$work/full.ply"
+
+{
+  echo "# Mesh benchmark"
+  echo
+  echo "Written by \`scripts/bench-mesh.sh\` on $(date -u +%Y-%m-%d), $(nproc) cores, in one run."
+  echo
+  echo "## Simplified surfaces of fuji.png (512², terrain-RGB) against @mapbox/martini"
+  echo
+  echo "Ours: \`rastrum mesh --terrain-rgb fuji.png out.ply --max-error E\`, wall time of the whole command"
+  echo "(reading the PNG, refining, writing the PLY), best of 3. Martini: tile build plus mesh extraction"
+  echo "in Node on the 513² grid it needs (last row and column repeated), best of 7, without reading"
+  echo "or writing. Targets: triangles at most 0.6x Martini's, time at most Martini's."
+  echo
+  echo "| E (m) | our triangles | Martini's | ratio | our ms | Martini ms | time ratio |"
+  echo "|---|---|---|---|---|---|---|"
+  printf "%s" "$rows"
+  echo
+  echo "## Memory"
+  echo
+  echo "Rasters: fuji's heights resampled (cubic spline) to 10000² and 5000² Float32 GeoTIFF."
+  echo
+  echo "| Run | triangles | peak memory | target |"
+  echo "|---|---|---|---|"
+  echo "| 10000², \`--max-error 1\` | $simplified_faces | ${simplified_mb} MB | <= 2048 MB: $( [ "$simplified_mb" -le 2048 ] && echo met || echo not met) |"
+  echo "| 5000² full resolution to PLY ($((full_bytes / 1000000)) MB) | $full_faces | ${full_mb} MB | <= 1024 MB: $( [ "$full_mb" -le 1024 ] && echo met || echo not met) |"
+} > bench/mesh.md
+cat bench/mesh.md
