@@ -8,6 +8,7 @@ label ("peer=...;bound=..."), so the pairing is decided by the benchmarks.
 """
 import argparse
 import json
+import os
 import re
 
 # Settings Google Benchmark appends to a registered name.
@@ -230,6 +231,27 @@ def targets(run):
     return lines
 
 
+# Wall, user and system seconds of a run of the command line, measured by hand
+# with /usr/bin/time (see the rendered section for the command).
+CLI_TIMINGS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "cli_timings.json")
+CLI_SYSTEM_SHARE = 0.10
+
+
+def cli_lines(path=CLI_TIMINGS):
+    if not os.path.exists(path):
+        return []
+    with open(path) as f:
+        t = json.load(f)
+    share = t["system"] / t["wall"]
+    met = "met" if share < CLI_SYSTEM_SHARE else "not met"
+    return ["", "## Command line", "",
+            f"`{t['command']}` on a {t['size']} float GeoTIFF made with `gdal_translate -outsize` "
+            f"({t['date']}, load average {t['load']:.1f}):", "",
+            "| Wall s | User s | System s | System / wall | Target | Met |", "|---:|---:|---:|---:|---|---|",
+            f"| {t['wall']:.1f} | {t['user']:.1f} | {t['system']:.1f} | {share:.2f} | "
+            f"< {CLI_SYSTEM_SHARE:g} | {met} |", "", t.get("reason", "")]
+
+
 def operation_tables(run, baseline):
     lines = ["", "## Operations, end to end", ""]
     names = list(run.measured("Operation"))
@@ -292,7 +314,7 @@ def main():
     args = parser.parse_args()
     run = Run(args.results)
     baseline = Run(args.baseline) if args.baseline else None
-    lines = (header(run, baseline) + targets(run) + roofline_lines(run) + operation_tables(run, baseline) + kernel_table(run, baseline)
+    lines = (header(run, baseline) + targets(run) + roofline_lines(run) + cli_lines() + operation_tables(run, baseline) + kernel_table(run, baseline)
              + failures(run))
     with open(args.output, "w") as f:
         f.write("\n".join(lines) + "\n")
