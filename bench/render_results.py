@@ -252,6 +252,17 @@ def cli_lines(path=CLI_TIMINGS):
             f"< {CLI_SYSTEM_SHARE:g} | {met} |", "", t.get("reason", "")]
 
 
+# Reasons for targets not met, written after reading a run.
+TARGET_NOTES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "target_notes.md")
+
+
+def note_lines(path=TARGET_NOTES):
+    if not os.path.exists(path):
+        return []
+    with open(path) as f:
+        return [""] + f.read().rstrip("\n").splitlines()
+
+
 def operation_tables(run, baseline):
     lines = ["", "## Operations, end to end", ""]
     names = list(run.measured("Operation"))
@@ -314,7 +325,7 @@ def main():
     args = parser.parse_args()
     run = Run(args.results)
     baseline = Run(args.baseline) if args.baseline else None
-    lines = (header(run, baseline) + targets(run) + roofline_lines(run) + cli_lines() + operation_tables(run, baseline) + kernel_table(run, baseline)
+    lines = (header(run, baseline) + targets(run) + note_lines() + roofline_lines(run) + cli_lines() + operation_tables(run, baseline) + kernel_table(run, baseline)
              + failures(run))
     with open(args.output, "w") as f:
         f.write("\n".join(lines) + "\n")
