@@ -15,7 +15,10 @@ if(RASTRUM_WARNINGS_AS_ERRORS)
   target_compile_options(rastrum_compiler_options INTERFACE -Werror)
 endif()
 
+# GCC's "undefined" leaves out float-cast-overflow: a NaN or an out-of-range
+# value converted to an integer type.
 if(RASTRUM_SANITIZE)
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=address,undefined)
+  add_compile_options(-fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined,float-cast-overflow)
 endif()

@@ -2,7 +2,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cctype>
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -15,6 +18,7 @@
 #include "demo/demo.hpp"
 #include "core/errors.hpp"
 #include "console/progress_bar.hpp"
+#include "io/staging_folder.hpp"
 
 namespace rastrum_host {
 namespace {
@@ -42,6 +46,39 @@ CLI::Validator finiteIn(double lo, double hi, bool includeLo, std::string const&
         text);
 }
 
+// Beyond these the weights exp(-d² / 2σ²) of a smoothing window, and their
+// normalisation, are not representable in double precision: all NaN or 0/0.
+CLI::Validator sigma() {
+    return CLI::Validator(
+        [](std::string& value) -> std::string {
+            char* end = nullptr;
+            double const v = std::strtod(value.c_str(), &end);
+            bool const number = end != value.c_str() && *end == '\0' && std::isfinite(v) && v > 0.0;
+            if (number && v >= 1e-150 && v <= 1e150) {
+                return {};
+            }
+            return number ? "must be from 1e-150 to 1e150, not " + value +
+                                ": the smoothing weights exp(-d²/2σ²) underflow or overflow in double precision"
+                          : "must be a positive number, not '" + value + "'";
+        },
+        "from 1e-150 to 1e150");
+}
+
+// An argument that looks like an option the subcommand lacks, most likely a
+// file whose name starts with '-'; empty when there is none.
+std::string strayDash(CLI::App const& command, std::vector<char*> const& arguments) {
+    for (std::size_t i = 2; i < arguments.size(); ++i) {
+        std::string const argument = arguments[i];
+        std::string const name = argument.substr(0, argument.find('='));
+        bool const number = argument.size() > 1 && (std::isdigit(static_cast<unsigned char>(argument[1])) ||
+                                                     argument[1] == '.');
+        if (argument.size() > 1 && argument[0] == '-' && !number && !command.get_option_no_throw(name)) {
+            return argument;
+        }
+    }
+    return {};
+}
+
 std::pair<double, double> parseRange(std::string const& text) {
     auto const colon = text.find(':');
     if (colon != std::string::npos) {
@@ -55,15 +92,20 @@ std::pair<double, double> parseRange(std::string const& text) {
     throw InputError("--range " + text + ": expected LO:HI, two numbers with LO <= HI");
 }
 
-void addInput(CLI::App& command, InputArgs& input, std::string const& name = "input") {
+void addInput(CLI::App& command, InputArgs& input, std::string const& name = "input",
+              std::string const& prefix = "--", std::string const& which = "") {
     command.add_option(name, input.path, "height raster GDAL reads (GeoTIFF, ESRI ASCII grid, ...)")->required();
-    command.add_option("-b,--band", input.read.band, "band holding the heights, from 1")
-        ->check(CLI::Range(1, 65535))
-        ->capture_default_str();
-    command.add_option("--cell-types", input.read.cellTypesPath,
-                       "unsigned 8-bit raster of cell-type codes (1-3 holes, 0 and 4 data) instead of the nodata mask");
-    command.add_flag("--terrain-rgb", input.read.terrainRgb,
-                     "bands 1-3 hold terrain-RGB: height = -10000 + (R*65536 + G*256 + B) * 0.1");
+    auto* band = command.add_option(prefix == "--" ? "-b,--band" : prefix + "band", input.read.band,
+                                    "band holding the heights" + which + ", from 1")
+                     ->check(CLI::Range(1, 65535))
+                     ->capture_default_str();
+    command.add_option(prefix + "cell-types", input.read.cellTypesPath,
+                       "unsigned 8-bit raster of cell-type codes" + which +
+                           " instead of the nodata mask: 0 and 4 data, 1-3 holes; other codes are refused");
+    command
+        .add_flag(prefix + "terrain-rgb", input.read.terrainRgb,
+                  "bands 1-3" + which + " are 8-bit terrain-RGB: height = -10000 + (R*65536 + G*256 + B) * 0.1")
+        ->excludes(band);
 }
 
 void addOutput(CLI::App& command, OutputArgs& output) {
@@ -92,7 +134,7 @@ std::string const EdgeRule =
 
 void addConsole(CLI::App& command, Common& common) {
     command.add_flag("-q,--quiet", common.quiet, "no progress and no library messages on standard error");
-    command.add_option("--log", common.logPath, "write the library's messages to this file");
+    command.add_option("--log", common.logPath, "append the library's messages to this .log or .txt file (or a new one)");
 }
 
 // GDAL's tools spell the format option -of, which CLI11 cannot declare.
@@ -107,9 +149,7 @@ std::vector<char*> withFormatSpelling(int argc, char** argv) {
     return arguments;
 }
 
-} // namespace
-
-int runCommandLine(int argc, char** argv) {
+int parseAndRun(int argc, char** argv) {
     CLI::App app("Numerical operations on elevation rasters, cut into fragments: masks, smoothing, gradients,\n"
                  "raster arithmetic and marker densities. Results keep the input's georeferencing.",
                  "rastrum");
@@ -152,10 +192,10 @@ int runCommandLine(int argc, char** argv) {
         ->check(CLI::Range(1u, 255u))
         ->capture_default_str();
     smoothing.add_option("--sigma-spatial", smooth.sigmaSpatial, "spatial standard deviation, in cells")
-        ->check(finiteIn(0.0, HUGE_VAL, false, "a positive number"))
+        ->check(sigma())
         ->capture_default_str();
     smoothing.add_option("--sigma-range", smooth.sigmaRange, "height standard deviation (bilateral), in height units")
-        ->check(finiteIn(0.0, HUGE_VAL, false, "a positive number"))
+        ->check(sigma())
         ->capture_default_str();
     smoothing.add_flag("--keep-partial", smooth.keepPartial,
                        "keep the library's values in the band of (window - 1) / 2 cells along the raster's edge");
@@ -196,12 +236,14 @@ int runCommandLine(int argc, char** argv) {
 
     auto& calc = *app.add_subcommand("calc", "Cell-by-cell arithmetic of two rasters of the same grid");
     calc.add_option("operation", operation, "subtract, add, divide or multiply")->required();
-    addInput(calc, input, "first");
-    calc.add_option("second", second.path, "second raster, same size and georeferencing")->required();
+    addInput(calc, input, "first", "--", " of the first raster");
+    addInput(calc, second, "second", "--second-", " of the second raster");
     addOutput(calc, output);
     addTiling(calc, common, "0");
     addConsole(calc, common);
-    calc.footer("Example (DEM of difference):\n  rastrum calc subtract dem2024.tif dem2019.tif change.tif");
+    calc.footer("-b, --cell-types and --terrain-rgb read the first raster; --second-band, --second-cell-types\n"
+                "and --second-terrain-rgb the second, which has the first one's size and georeferencing.\n"
+                "Example (DEM of difference):\n  rastrum calc subtract dem2024.tif dem2019.tif change.tif");
 
     auto& overwriting = *app.add_subcommand(
         "overwrite", "Write a value into the cell-type codes where the height lies in (or outside) intervals");
@@ -213,8 +255,8 @@ int runCommandLine(int argc, char** argv) {
     overwriting.add_flag("--invert", overwrite.invert,
                          "write where the height lies in none of the intervals (holes are left alone)");
     overwriting.add_flag("--include-holes", overwrite.includeHoles, "with --invert, write into hole cells too");
-    overwriting.add_option("--value", overwrite.value, "code written into the cell types (unsigned 8-bit)")
-        ->check(CLI::Range(0, 255))
+    overwriting.add_option("--value", overwrite.value, "cell-type code written: 0 or 4 data, 1-3 a hole")
+        ->check(CLI::Range(0, 4))
         ->capture_default_str();
     overwriting.footer("Example (flag cells below sea level as holes):\n"
                        "  rastrum overwrite dem.tif codes.tif --range -500:0 --value 2");
@@ -278,14 +320,21 @@ int runCommandLine(int argc, char** argv) {
     try {
         app.parse(static_cast<int>(arguments.size()), arguments.data());
     } catch (CLI::ParseError const& error) {
-        return app.exit(error) == 0 ? 0 : BadInput;
+        auto const stray = error.get_exit_code() != 0 && argc > 1 && argv[1][0] != '-'
+                               ? strayDash(*app.get_subcommand(argv[1]), arguments)
+                               : std::string();
+        if (stray.empty()) {
+            return app.exit(error) == 0 ? 0 : BadInput;
+        }
+        std::cerr << "rastrum: " << stray << ": " << argv[1] << " has no such option; a file whose name starts "
+                  << "with '-' is written ./" << stray << '\n';
+        return BadInput;
     }
 
     CLI::App const& chosen = *app.get_subcommands().front();
     if (auto const* overlap = chosen.get_option_no_throw("--overlap"); overlap && overlap->count() > 0) {
         common.tiling.overlap = common.overlap;
     }
-    second.read = input.read;
     try {
         if (&chosen == &info) {
             std::cout << commandInfo(input, common.tiling);
@@ -300,7 +349,9 @@ int runCommandLine(int argc, char** argv) {
         // The gradient's own lines (a threshold for a one-sided step per fragment) mislead beside the host's
         // note on a plane; they go to --log only.
         bool const gradient = &chosen == &sobel || &chosen == &sloping;
-        ConsoleRoute const route(common.logPath, common.quiet || gradient, bar.getPointer());
+        ConsoleRoute const route(common.logPath, common.quiet || gradient, bar.getPointer(),
+                                 {input.path, input.read.cellTypesPath, second.path, second.read.cellTypesPath, volume,
+                                  output.path, output.preview});
         if (&chosen == &mask) {
             commandMask(input, output, common.tiling, context);
         } else if (&chosen == &smoothing) {
@@ -327,13 +378,28 @@ int runCommandLine(int argc, char** argv) {
             runDemo(demoOptions, context, std::cout);
         }
     } catch (InputError const& error) {
-        std::cerr << "rastrum: " << error.what() << '\n';
+        std::cerr << "rastrum: " << withoutStagingFolders(error.what()) << '\n';
         return BadInput;
     } catch (std::exception const& error) {
-        std::cerr << "rastrum: internal error: " << error.what() << '\n';
+        std::cerr << "rastrum: internal error: " << withoutStagingFolders(error.what()) << '\n';
         return 1;
     }
     return 0;
+}
+
+} // namespace
+
+int runCommandLine(int argc, char** argv) {
+    int const status = parseAndRun(argc, argv);
+    // A full disk or a closed pipe must not pass for success.
+    errno = 0;
+    std::cout.flush();
+    if (std::fflush(stdout) != 0 || std::cout.fail() || std::ferror(stdout)) {
+        std::cerr << "rastrum: cannot write to standard output: "
+                  << (errno != 0 ? std::strerror(errno) : "the write failed") << '\n';
+        return status == 0 ? BadInput : status;
+    }
+    return status;
 }
 
 } // namespace rastrum_host

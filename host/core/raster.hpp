@@ -31,9 +31,11 @@ struct Raster {
 };
 
 // Cell-type codes the host gives the cells it reads; the library treats 1 to 3
-// as holes and 0 and 4 as data.
+// as holes and 0 and 4 as data. Codes above 4 have no meaning the operations
+// agree on, so the host neither reads nor writes them.
 inline constexpr std::uint8_t DataCell = 0;
 inline constexpr std::uint8_t NodataCell = 1;
+inline constexpr std::uint8_t LastCellType = 4;
 inline bool isHole(std::uint8_t code) { return code >= 1 && code <= 3; }
 
 // A height raster as the operations take it: heights (NaN at nodata cells) and

@@ -1,8 +1,13 @@
 #include "io/atomic_output.hpp"
 
+#include <fcntl.h>
+#include <stdio.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 #include <vector>
 
@@ -15,61 +20,92 @@ namespace {
 
 fs::path folderOf(fs::path const& target) { return target.has_parent_path() ? target.parent_path() : fs::path("."); }
 
-void refuseExisting(fs::path const& target, bool overwrite) {
+fs::path const& checkedTarget(fs::path const& target, bool overwrite) {
     std::error_code error;
+    if (target.filename().empty()) {
+        throw InputError(target.string() + ": names a folder, not a file");
+    }
+    if (!fs::is_directory(folderOf(target), error)) {
+        throw InputError(target.string() + ": the folder " + folderOf(target).string() + " does not exist");
+    }
     if (fs::is_directory(target, error)) {
         throw InputError(target.string() + ": is a folder");
     }
-    if (!overwrite && fs::exists(target, error)) {
+    if (!overwrite && fs::exists(fs::symlink_status(target, error))) {
         throw InputError(target.string() + ": exists already (use --overwrite to replace it)");
     }
+    return target;
+}
+
+// Moves `from` to `to` unless `to` exists; errno when it fails.
+bool moveWithoutReplacing(fs::path const& from, fs::path const& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return false;
+    }
+    return ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
+}
+
+// Side files that are short text (an ENVI ".hdr" names its raster's path)
+// get the final path instead of the staging path.
+void retargetText(fs::path const& file, std::string const& stagingName) {
+    std::error_code error;
+    if (fs::file_size(file, error) > (1u << 20) || error) {
+        return;
+    }
+    std::ifstream in(file, std::ios::binary);
+    std::string const text{std::istreambuf_iterator<char>(in), {}};
+    if (text.find('\0') != std::string::npos || text.find(stagingName) == std::string::npos) {
+        return;
+    }
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << withoutStagingFolders(text);
 }
 
 } // namespace
 
-AtomicOutput::AtomicOutput(fs::path target, bool overwrite) : target_(std::move(target)), overwrite_(overwrite) {
-    std::error_code error;
-    if (target_.filename().empty()) {
-        throw InputError(target_.string() + ": names a folder, not a file");
-    }
-    if (!fs::is_directory(folderOf(target_), error)) {
-        throw InputError(target_.string() + ": the folder " + folderOf(target_).string() + " does not exist");
-    }
-    refuseExisting(target_, overwrite_);
-    static std::atomic<unsigned> counter{0};
-    staging_ = folderOf(target_) / (".rastrum-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-    if (!fs::create_directory(staging_, error)) {
-        throw InputError(target_.string() + ": cannot write in " + folderOf(target_).string() + ": " +
-                         error.message());
-    }
-    tmpPath_ = staging_ / target_.filename();
-}
-
-AtomicOutput::~AtomicOutput() {
-    std::error_code ignored;
-    fs::remove_all(staging_, ignored);
-}
+AtomicOutput::AtomicOutput(fs::path target, bool overwrite)
+    : target_(std::move(target)), overwrite_(overwrite), staging_(checkedTarget(target_, overwrite_).parent_path(), target_),
+      tmpPath_(staging_.path() / target_.filename()) {}
 
 void AtomicOutput::commit() {
     std::error_code error;
     if (!fs::exists(tmpPath_, error)) {
         throw InputError(target_.string() + ": nothing was written");
     }
-    refuseExisting(target_, overwrite_);
+    checkedTarget(target_, overwrite_);
     // Side files first, so that the main file never appears without them.
     std::vector<fs::path> files;
-    for (auto const& entry : fs::directory_iterator(staging_, error)) {
+    for (auto const& entry : fs::directory_iterator(staging_.path(), error)) {
         if (entry.path() != tmpPath_) {
             files.push_back(entry.path());
+            retargetText(entry.path(), staging_.path().filename().string());
         }
     }
     files.push_back(tmpPath_);
+    auto const destinationOf = [&](fs::path const& file) { return target_.parent_path() / file.filename(); };
     for (auto const& file : files) {
-        auto const destination = folderOf(target_) / file.filename();
-        fs::rename(file, destination, error);
-        if (error) {
-            throw InputError(destination.string() + ": cannot be written: " + error.message());
+        if (!overwrite_ && file != tmpPath_ && fs::exists(fs::symlink_status(destinationOf(file), error))) {
+            throw InputError(destinationOf(file).string() + ": exists already, and " + target_.string() +
+                             " comes with a file of this name (use --overwrite to replace it)");
         }
+    }
+    CommitWindow const window;
+    std::vector<fs::path> moved;
+    for (auto const& file : files) {
+        auto const destination = destinationOf(file);
+        if (overwrite_ ? ::rename(file.c_str(), destination.c_str()) == 0 : moveWithoutReplacing(file, destination)) {
+            moved.push_back(destination);
+            continue;
+        }
+        int const reason = errno;
+        for (auto const& placed : overwrite_ ? std::vector<fs::path>() : moved) {
+            fs::remove(placed, error); // ours: placed without replacing anything
+        }
+        throw InputError(destination.string() + (reason == EEXIST
+                                                      ? ": another run wrote it meanwhile; it is left as it is"
+                                                      : ": cannot be written: " + std::string(std::strerror(reason))));
     }
 }
 

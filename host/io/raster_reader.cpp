@@ -1,5 +1,6 @@
 #include "io/raster_reader.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -55,6 +56,12 @@ std::vector<float> terrainRgbHeights(GDALDatasetH dataset, std::string const& pa
         throw InputError("--terrain-rgb: " + path + " has " + std::to_string(bands) +
                          " band(s); the encoding needs red, green and blue");
     }
+    for (int band = 1; band <= 3; ++band) {
+        if (auto const type = GDALGetRasterDataType(GDALGetRasterBand(dataset, band)); type != GDT_Byte) {
+            throw InputError("--terrain-rgb: band " + std::to_string(band) + " of " + path + " holds " +
+                             GDALGetDataTypeName(type) + "; the encoding has unsigned 8-bit red, green and blue");
+        }
+    }
     auto const red = readBand<std::uint8_t>(dataset, 1, GDT_Byte, path);
     auto const green = readBand<std::uint8_t>(dataset, 2, GDT_Byte, path);
     auto const blue = readBand<std::uint8_t>(dataset, 3, GDT_Byte, path);
@@ -81,7 +88,15 @@ std::vector<std::uint8_t> cellTypesFrom(std::string const& codesPath, GDALDatase
         throw InputError("--cell-types " + codesPath + ": band 1 holds " + GDALGetDataTypeName(type) +
                          ", not unsigned 8-bit codes");
     }
-    return readBand<std::uint8_t>(codes.get(), 1, GDT_Byte, codesPath);
+    auto values = readBand<std::uint8_t>(codes.get(), 1, GDT_Byte, codesPath);
+    if (auto const odd = std::ranges::find_if(values, [](std::uint8_t code) { return code > LastCellType; });
+        odd != values.end()) {
+        auto const at = static_cast<std::size_t>(odd - values.begin());
+        throw InputError("--cell-types " + codesPath + ": cell " + std::to_string(at % std::size_t(width)) + ", " +
+                         std::to_string(at / std::size_t(width)) + " holds code " + std::to_string(*odd) +
+                         "; codes are 0 and 4 (data) and 1 to 3 (holes)");
+    }
+    return values;
 }
 
 } // namespace

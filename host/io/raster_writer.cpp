@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <cstdint>
 #include <sstream>
 
@@ -48,6 +50,18 @@ constexpr GDALDataType gdalType() {
         static_assert(std::is_same_v<T, std::uint8_t>);
         return GDT_Byte;
     }
+}
+
+// GDAL's text, and the system's reason when the last system call failed for
+// want of room or rights (GDAL's text often only says that a write failed).
+std::string writeFailure() {
+    int const reason = errno;
+    for (int const code : {ENOSPC, EFBIG, EDQUOT, EIO, EROFS, EACCES, EPERM}) {
+        if (reason == code) {
+            return gdalMessage() + " (" + std::strerror(reason) + ")";
+        }
+    }
+    return gdalMessage();
 }
 
 } // namespace
@@ -111,14 +125,15 @@ void writeDataset(GDALDatasetH dataset, std::filesystem::path const& tmpPath, st
                   OutputOptions const& options) {
     GDALDriverH const driver = outputDriver(path, options.format);
     CPLErrorReset();
+    errno = 0;
     Dataset written(GDALCreateCopy(driver, tmpPath.c_str(), dataset, TRUE, nullptr, nullptr, nullptr));
     if (!written) {
         throw InputError(path.string() + ": GDAL cannot write it as " + GDALGetDriverShortName(driver) + ": " +
-                         gdalMessage());
+                         writeFailure());
     }
     written.reset();
     if (CPLGetLastErrorType() == CE_Failure || CPLGetLastErrorType() == CE_Fatal) {
-        throw InputError(path.string() + ": GDAL failed to finish it: " + gdalMessage());
+        throw InputError(path.string() + ": GDAL failed to finish it: " + writeFailure());
     }
 }
 

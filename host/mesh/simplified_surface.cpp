@@ -6,6 +6,7 @@
 #include <CGAL/Triangulation_vertex_base_with_info_2.h>
 #include <CGAL/convex_hull_2.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <iterator>
@@ -22,8 +23,16 @@ namespace {
 
 using Kernel = CGAL::Exact_predicates_inexact_constructions_kernel;
 
+// Grid coordinates: the column, and the row counted from the south.
+struct Cell {
+    std::int64_t x;
+    std::int64_t y;
+};
+
+// The face's candidate: its data cell farthest from its plane.
 struct FaceState {
     std::uint64_t stamp = 0; // which scan the face's queue entry belongs to; 0: none yet
+    Cell worst{};
     bool coversHole = false;
 };
 std::uint32_t constexpr Unnumbered = std::numeric_limits<std::uint32_t>::max();
@@ -33,17 +42,11 @@ using Delaunay =
     CGAL::Delaunay_triangulation_2<Kernel, CGAL::Triangulation_data_structure_2<VertexBase, FaceBase>>;
 using Face = Delaunay::Face_handle;
 
-// Grid coordinates: the column, and the row counted from the south.
-struct Cell {
-    std::int64_t x;
-    std::int64_t y;
-};
-
+// A queue entry, small for the heap's sake; stale once its face is scanned anew.
 struct Candidate {
     double error; // infinite for a face that covers a hole
     Face face;
     std::uint64_t stamp;
-    Cell cell;
     bool operator<(Candidate const& other) const { return error < other.error; }
 };
 
@@ -69,13 +72,9 @@ public:
             if (worst.face->info().stamp != worst.stamp) {
                 continue; // the face changed since
             }
-            auto const point = pointOf(worst.cell);
-            std::vector<Face> changed;
-            dt_.get_conflicts(point, std::back_inserter(changed), worst.face);
-            for (Face f : changed) {
-                f->info().stamp = 0;
-            }
-            auto const vertex = dt_.insert(point, worst.face);
+            // Insertion splits and flips faces in place, never freeing one, and
+            // every face it changes is one of the new vertex's, scanned anew.
+            auto const vertex = dt_.insert(pointOf(worst.face->info().worst), worst.face);
             vertex->info() = Unnumbered;
             auto face = dt_.incident_faces(vertex);
             auto const done = face;
@@ -168,66 +167,91 @@ private:
     }
 
     // Finds the data cell of the face farthest from its plane and queues it
-    // when it is too far, or when the face covers a hole.
+    // when it is too far, or when the face covers a hole. Rows are clipped to
+    // the triangle exactly in integers and the plane is evaluated as a slope
+    // along each row; the threshold is lowered by a bound on that rounding,
+    // so that no cell is ever found close enough when it is not.
     void scan(Face f) {
         std::array<Cell, 3> const c{cellOf(f->vertex(0)->point()), cellOf(f->vertex(1)->point()),
                                     cellOf(f->vertex(2)->point())};
-        std::array<double, 3> const h{heightAt(c[0]), heightAt(c[1]), heightAt(c[2])};
-        // Twice the signed areas that cell q makes with each edge: its barycentric weights times `area`.
-        auto weight = [](Cell a, Cell b, Cell q) { return (b.x - a.x) * (q.y - a.y) - (b.y - a.y) * (q.x - a.x); };
-        auto const area = static_cast<double>(weight(c[0], c[1], c[2]));
-        std::int64_t const yLow = std::min({c[0].y, c[1].y, c[2].y});
-        std::int64_t const yHigh = std::max({c[0].y, c[1].y, c[2].y});
+        double const h0 = heightAt(c[0]);
+        double const dh1 = heightAt(c[1]) - h0, dh2 = heightAt(c[2]) - h0; // exact: differences of floats
+        auto const x1 = static_cast<double>(c[1].x - c[0].x), y1 = static_cast<double>(c[1].y - c[0].y);
+        auto const x2 = static_cast<double>(c[2].x - c[0].x), y2 = static_cast<double>(c[2].y - c[0].y);
+        double const area = x1 * y2 - y1 * x2; // positive: faces are counter-clockwise
+        double const slopeX = (dh1 * y2 - y1 * dh2) / area, slopeY = (x1 * dh2 - dh1 * x2) / area;
+        std::int64_t const yLow = std::min({c[0].y, c[1].y, c[2].y}), yHigh = std::max({c[0].y, c[1].y, c[2].y});
+        std::int64_t const xLow = std::min({c[0].x, c[1].x, c[2].x}), xHigh = std::max({c[0].x, c[1].x, c[2].x});
+        double const reach = std::abs(h0) + std::abs(dh1) + std::abs(dh2) +
+                             std::abs(slopeX) * static_cast<double>(xHigh - xLow) +
+                             std::abs(slopeY) * static_cast<double>(yHigh - yLow);
+        double const threshold = maxError_ - 16.0 * std::numeric_limits<double>::epsilon() * reach;
         bool coversHole = false;
         double worstError = -1.0;
         Cell worst{};
+        auto const width = static_cast<std::int64_t>(input_.heights.width);
         for (std::int64_t y = yLow; y <= yHigh; ++y) {
-            auto const [xLow, xHigh] = span(c, y);
-            for (std::int64_t x = xLow; x <= xHigh; ++x) {
-                Cell const q{x, y};
-                auto const w0 = weight(c[1], c[2], q), w1 = weight(c[2], c[0], q), w2 = weight(c[0], c[1], q);
-                if (w0 < 0 || w1 < 0 || w2 < 0 || (w0 == 0 && w1 == 0) || (w1 == 0 && w2 == 0) ||
-                    (w0 == 0 && w2 == 0)) {
-                    continue; // outside, or a corner
-                }
-                if (!isData(q)) {
+            auto [from, to] = span(c, y);
+            std::size_t const row = fileIndex({0, y});
+            float const* heights = input_.heights.values.data() + row;
+            std::uint8_t const* types = input_.cellTypes.data() + row;
+            double const base = h0 + slopeY * static_cast<double>(y - c[0].y);
+            from = std::max<std::int64_t>(from, 0), to = std::min(to, width - 1);
+            for (std::int64_t x = from; x <= to; ++x) {
+                if (isHole(types[x])) {
                     coversHole = true;
                     continue;
                 }
-                double const plane =
-                    (static_cast<double>(w0) * h[0] + static_cast<double>(w1) * h[1] + static_cast<double>(w2) * h[2]) /
-                    area;
-                double const error = std::abs(heightAt(q) - plane);
-                if (error > worstError) {
+                double const error =
+                    std::abs(static_cast<double>(heights[x]) - (base + slopeX * static_cast<double>(x - c[0].x)));
+                if (error > worstError && !isCorner(c, {x, y})) {
                     worstError = error;
-                    worst = q;
+                    worst = {x, y};
                 }
             }
         }
-        f->info() = {++stamps_, coversHole};
-        if (worstError >= 0.0 && (coversHole || worstError > maxError_)) {
-            queue_.push({coversHole ? std::numeric_limits<double>::infinity() : worstError, f, stamps_, worst});
+        f->info() = {++stamps_, worst, coversHole};
+        if (worstError >= 0.0 && (coversHole || worstError > threshold)) {
+            queue_.push({coversHole ? std::numeric_limits<double>::infinity() : worstError, f, stamps_});
         }
     }
 
-    // The columns of row y that may lie in the triangle: those between its
-    // edges' crossings of the row, widened by one for rounding.
+    static bool isCorner(std::array<Cell, 3> const& c, Cell q) {
+        return std::any_of(c.begin(), c.end(), [q](Cell k) { return k.x == q.x && k.y == q.y; });
+    }
+
+    // The columns of row y inside the triangle or on its edges: for each edge,
+    // twice the signed area it makes with a cell, linear in the column, must
+    // not be negative.
     static std::pair<std::int64_t, std::int64_t> span(std::array<Cell, 3> const& c, std::int64_t y) {
-        double low = std::numeric_limits<double>::infinity();
-        double high = -low;
+        std::int64_t from = std::numeric_limits<std::int64_t>::min(), to = std::numeric_limits<std::int64_t>::max();
         for (std::size_t k = 0; k < 3; ++k) {
             Cell const a = c[k], b = c[(k + 1) % 3];
-            if ((a.y <= y && y <= b.y) || (b.y <= y && y <= a.y)) {
-                double const x = a.y == b.y ? static_cast<double>(a.x)
-                                            : static_cast<double>(a.x) + static_cast<double>(y - a.y) *
-                                                                             static_cast<double>(b.x - a.x) /
-                                                                             static_cast<double>(b.y - a.y);
-                double const other = a.y == b.y ? static_cast<double>(b.x) : x;
-                low = std::min({low, x, other});
-                high = std::max({high, x, other});
+            std::int64_t const slope = a.y - b.y; // the signed area is slope * x + offset
+            std::int64_t const offset = (b.x - a.x) * (y - a.y) + (b.y - a.y) * a.x;
+            if (slope == 0) {
+                if (offset < 0) {
+                    return {1, 0};
+                }
+                continue;
+            }
+            // The crossing divided in floating point, then settled exactly on
+            // the last column inside, going outward.
+            std::int64_t const step = slope > 0 ? 1 : -1;
+            auto x = static_cast<std::int64_t>(std::floor(static_cast<double>(-offset) / static_cast<double>(slope)));
+            while (slope * x + offset < 0) {
+                x += step;
+            }
+            while (slope * (x - step) + offset >= 0) {
+                x -= step;
+            }
+            if (slope > 0) {
+                from = std::max(from, x);
+            } else {
+                to = std::min(to, x);
             }
         }
-        return {static_cast<std::int64_t>(std::floor(low)) - 1, static_cast<std::int64_t>(std::ceil(high)) + 1};
+        return {from, to};
     }
 
     HeightInput const& input_;

@@ -9,6 +9,7 @@
 #include "Velum/TriangularSurface.hpp"
 #include "core/errors.hpp"
 #include "mesh/surface_input.hpp"
+#include "tiling/fragment_needs.hpp"
 #include "tiling/operation_support.hpp"
 
 namespace rastrum_host {
@@ -154,6 +155,7 @@ SurfaceCounts streamWeldedSurface(HeightInput const& input, Tiling const& tiling
     auto const placement = placementOf(input.georef, input.heights.height, input.source);
     std::uint64_t const rows = input.heights.height;
     std::uint64_t const size = tiling.fragmentSize;
+    checkFragments(tiling, {"mesh", 2, SurfaceOverlap, "a shared row and column, so that no gap opens"});
     std::uint64_t const overlap = tiling.overlap.value_or(SurfaceOverlap);
     if (size == 0 || overlap >= size) {
         tileHeights(input, tiling, SurfaceOverlap); // refuses the tiling with its message

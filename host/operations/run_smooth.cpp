@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "operations/edge_rule.hpp"
+#include "tiling/fragment_needs.hpp"
 #include "tiling/operation_support.hpp"
 #include "operations/operations.hpp"
 
@@ -13,7 +14,10 @@ unsigned effectiveWindow(unsigned requested) {
 
 Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, Tiling const& tiling,
                         RunContext const& context) {
-    auto const tiled = tileHeights(input, tiling, effectiveWindow(options.window) - 1);
+    unsigned const window = effectiveWindow(options.window);
+    checkFragments(tiling, {"smooth", 3, window - 1,
+                            "window - 1 for a window of " + std::to_string(window) + ", so that no seams show"});
+    auto const tiled = tileHeights(input, tiling, window - 1);
     unsigned const unused = 0;
     expectSuccess(Rastrum::bilateralSmoothing(*tiled.grid(), HeightField, "Smoothed", options.window,
                                               options.sigmaSpatial, options.sigmaRange, unused, options.gaussian,
@@ -21,7 +25,7 @@ Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, 
                   "bilateralSmoothing");
     auto result = heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), NoValue));
     if (!options.keepPartial) {
-        blankRasterEdge(result, effectiveWindow(options.window) / 2);
+        blankRasterEdge(result, window / 2);
     }
     return result;
 }

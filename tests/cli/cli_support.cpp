@@ -1,5 +1,7 @@
 #include "cli_support.hpp"
 
+#include <gtest/gtest.h>
+
 #include <cpl_conv.h>
 #include <ogr_srs_api.h>
 #include <sys/wait.h>
@@ -26,12 +28,12 @@ std::string quoted(std::string const& argument) {
     return text + "'";
 }
 
+} // namespace
+
 std::string contents(fs::path const& path) {
-    std::ifstream in(path);
+    std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
-
-} // namespace
 
 TempFolder::TempFolder() {
     static std::atomic<int> counter{0};
@@ -150,19 +152,35 @@ std::string epsgWkt(int code) {
     return text;
 }
 
-Run rastrum(std::vector<std::string> const& arguments) {
-    TempFolder streams;
+std::string commandLine(std::vector<std::string> const& arguments) {
     std::string command = quoted(RASTRUM_CLI);
     for (auto const& argument : arguments) {
         command += " " + quoted(argument);
     }
-    command += " >" + quoted(streams / "out") + " 2>" + quoted(streams / "err");
+    return command;
+}
+
+Run rastrum(std::vector<std::string> const& arguments, std::string const& around) {
+    TempFolder streams;
+    std::string command = around;
+    command.replace(command.find("{}"), 2,
+                    commandLine(arguments) + " >" + quoted(streams / "out") + " 2>" + quoted(streams / "err"));
     int const status = std::system(command.c_str());
     Run run;
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     run.out = contents(streams.path() / "out");
     run.err = contents(streams.path() / "err");
     return run;
+}
+
+void expectRefused(std::vector<std::string> const& arguments, std::vector<std::string> const& said,
+                   std::string const& around) {
+    auto const run = rastrum(arguments, around);
+    EXPECT_EQ(run.status, 2) << run.err;
+    for (auto const& text : said) {
+        EXPECT_NE(run.err.find(text), std::string::npos) << "'" << text << "' not in: " << run.err;
+    }
+    EXPECT_EQ(run.err.find(".rastrum-"), std::string::npos) << "names a staging folder: " << run.err;
 }
 
 } // namespace cli_testing

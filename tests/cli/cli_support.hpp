@@ -70,8 +70,16 @@ struct Run {
     std::string out;
     std::string err;
 };
-// Runs the rastrum binary with these arguments.
-Run rastrum(std::vector<std::string> const& arguments);
+// The rastrum binary with these arguments, quoted for the shell.
+std::string commandLine(std::vector<std::string> const& arguments);
+// Runs the rastrum binary with these arguments, in the shell text `around`
+// where {} stands for the command with its output captured.
+Run rastrum(std::vector<std::string> const& arguments, std::string const& around = "{}");
+// Expects status 2 and every text of `said` in the message, which names no staging folder.
+void expectRefused(std::vector<std::string> const& arguments, std::vector<std::string> const& said,
+                   std::string const& around = "{}");
+
+std::string contents(std::filesystem::path const& path);
 
 // Equal, counting NaN as equal to NaN.
 inline bool sameValue(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }

@@ -17,17 +17,6 @@
 
 using namespace cli_testing;
 
-namespace {
-
-std::string contents(std::string const& path) {
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-} // namespace
-
 TEST(Demo, RunsEveryOperationIntoOneFolderWhoseRastersOpenWithGdal) {
     TempFolder folder;
     std::string const out = folder / "demo";

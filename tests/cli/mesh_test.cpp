@@ -23,13 +23,6 @@ namespace {
 
 using Point = std::array<double, 3>;
 
-std::string contents(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 // The origin a file records, read from its text: "origin x y z" (PLY, OBJ)
 // or "origin":[x,y,z] (glTF).
 Point recordedOrigin(std::string const& text) {

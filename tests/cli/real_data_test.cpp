@@ -82,7 +82,11 @@ TEST(RealData, EveryElevationSampleRunsThroughInfoAndEveryHeightSubcommand) {
         run({"sobel", sample.file, folder / "sobel.tif", "--keep-partial", "-q"});
         run({"smooth", sample.file, folder / "smooth.tif", "--keep-partial", "-q"});
         run({"smooth", sample.file, folder / "gauss.tif", "--gaussian", "--keep-partial", "-q"});
-        run({"calc", "subtract", sample.file, sample.file, folder / "zero.tif"});
+        std::vector<std::string> calc{"calc", "subtract", sample.file, sample.file, folder / "zero.tif"};
+        for (auto const& option : sample.decoding) {
+            calc.push_back("--second-" + option.substr(2)); // the second raster decoded as the first
+        }
+        run(calc);
         run({"overwrite", sample.file, folder / "codes.tif", "--range", "-1e9:1e9", "--value", "4"});
         run({"mesh", sample.file, folder / "surface.ply", "--preview", folder / "relief.png", "-q"});
         EXPECT_GT(std::filesystem::file_size(folder / "surface.ply"), 0u);

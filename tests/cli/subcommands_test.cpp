@@ -163,11 +163,11 @@ TEST_F(Subcommands, OverwriteWritesIntoTheCodesLikeTheLibrary) {
         range.add(1490.0, 1500.0);
         range.add(1510.0, 1515.0);
         testing::internal::CaptureStdout();
-        ASSERT_TRUE(Rastrum::overwriteFieldValuesViaOtherField(grid.grid(), invert, "Height", range, "CellType", 7));
+        ASSERT_TRUE(Rastrum::overwriteFieldValuesViaOtherField(grid.grid(), invert, "Height", range, "CellType", 3));
         testing::internal::GetCapturedStdout();
 
         std::vector<std::string> arguments{"overwrite", input, folder / "codes.tif", "--range", "1490:1500",
-                                           "--range", "1510:1515", "--value", "7", "--fragment-size", "16",
+                                           "--range", "1510:1515", "--value", "3", "--fragment-size", "16",
                                            "--overwrite"};
         if (invert) {
             arguments.insert(arguments.end(), {"--invert", "--include-holes"});

@@ -1,25 +1,69 @@
 #include "console/console_route.hpp"
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <iostream>
 
 #include "core/errors.hpp"
 
 namespace rastrum_host {
+namespace fs = std::filesystem;
 
-ConsoleRoute::ConsoleRoute(std::string const& logPath, bool quiet, ProgressBar* bar) {
-    if (!logPath.empty()) {
-        std::filesystem::path const path(logPath);
-        auto const folder = path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
-        std::error_code error;
-        if (!std::filesystem::is_directory(folder, error) || std::filesystem::is_directory(path, error)) {
-            throw InputError("--log " + logPath + ": cannot be written there");
+namespace {
+
+bool sameFile(fs::path const& a, fs::path const& b) {
+    std::error_code error;
+    return fs::equivalent(a, b, error) || fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
+}
+
+void checkLog(std::string const& logPath, std::vector<std::string> const& runFiles) {
+    fs::path const path(logPath);
+    auto const refuse = [&](std::string const& why) { throw InputError("--log " + logPath + ": " + why); };
+    bool const logName = path.extension() == ".log" || path.extension() == ".txt";
+    for (auto const& file : runFiles) {
+        if (file.empty()) {
+            continue;
         }
-        log_ = std::make_shared<std::ofstream>();
+        if (sameFile(path, file)) {
+            refuse("is a file this run reads or writes");
+        }
+        // GDAL reads and writes side files such as dem.prj and out.tif.aux.xml.
+        fs::path const run(file);
+        bool const beside = sameFile(fs::absolute(path).parent_path(), fs::absolute(run).parent_path());
+        if (!logName && beside &&
+            (path.stem() == run.stem() || path.filename().string().starts_with(run.filename().string() + "."))) {
+            refuse("could be a side file of " + file + "; name the log .log or .txt");
+        }
+    }
+    std::error_code error;
+    auto const status = fs::status(path, error);
+    if (fs::exists(status)) {
+        if (!fs::is_regular_file(status) || !logName) {
+            refuse("exists and is not a .log or .txt file, the only ones a log is appended to");
+        }
+    }
+}
+
+} // namespace
+
+ConsoleRoute::ConsoleRoute(std::string const& logPath, bool quiet, ProgressBar* bar,
+                           std::vector<std::string> const& runFiles) {
+    if (!logPath.empty()) {
+        checkLog(logPath, runFiles);
+        std::error_code error;
+        made_ = !fs::exists(logPath, error);
+        log_ = std::make_shared<std::ofstream>(logPath, std::ios::app);
+        if (!log_->is_open()) {
+            throw InputError("--log " + logPath + ": cannot be written: " + std::strerror(errno));
+        }
+        logPath_ = logPath;
         previous_ = Lumen::Console::setSink([log = log_, logPath](std::string const& line) {
-            if (!log->is_open()) {
-                log->open(logPath);
-            }
+            bool const wasGood = log->good();
             *log << line << '\n' << std::flush;
+            if (wasGood && !log->good()) {
+                std::cerr << "rastrum: --log " << logPath << ": cannot be written: " << std::strerror(errno) << '\n';
+            }
         });
     } else if (quiet) {
         previous_ = Lumen::Console::setSink([](std::string const&) {});
@@ -30,6 +74,13 @@ ConsoleRoute::ConsoleRoute(std::string const& logPath, bool quiet, ProgressBar* 
     }
 }
 
-ConsoleRoute::~ConsoleRoute() { Lumen::Console::setSink(previous_); }
+ConsoleRoute::~ConsoleRoute() {
+    Lumen::Console::setSink(previous_);
+    std::error_code error;
+    if (made_ && log_->tellp() == 0) {
+        log_.reset();
+        fs::remove(logPath_, error); // a run refused before its first line leaves no log
+    }
+}
 
 } // namespace rastrum_host

@@ -141,7 +141,13 @@ struct Stretch {
 
 Stretch stretchOf(std::vector<double> const& values, PreviewStyle style) {
     if (style == PreviewStyle::Relief) {
-        auto const [low, high] = std::ranges::minmax(values | std::views::filter([](double v) { return !std::isnan(v); }));
+        // A loop rather than a filtered view, which clang 14 (the fuzz build) cannot compile.
+        double low = HUGE_VAL;
+        double high = -HUGE_VAL;
+        for (double const value : values) {
+            low = std::isnan(value) ? low : std::min(low, value);
+            high = std::isnan(value) ? high : std::max(high, value);
+        }
         return {{}, low, high};
     }
     std::vector<double> data;
@@ -168,7 +174,7 @@ Canvas mapped(std::vector<double> const& values, std::vector<double> const& shad
         for (int column = 0; column < width; ++column) {
             auto const i = static_cast<std::size_t>(row * width + column);
             bool const none = std::isnan(values[i]) || (!shade.empty() && std::isnan(shade[i]));
-            auto const grey = shade.empty() ? std::uint8_t{0} : static_cast<std::uint8_t>(shade[i]);
+            auto const grey = shade.empty() || none ? std::uint8_t{0} : static_cast<std::uint8_t>(shade[i]); // no NaN cast
             canvas.set(column, row, none ? hole : shade.empty() ? stretch.at(values[i]) : Colour{grey, grey, grey});
         }
     }

@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli_support.hpp"
+#include "io/atomic_output.hpp"
+#include "terrain_fixture.hpp"
+
+using namespace cli_testing;
+namespace fs = std::filesystem;
+
+namespace {
+
+class OutputSafety : public testing::Test {
+protected:
+    TempFolder folder;
+    std::string dem = folder / "dem.tif";
+    void SetUp() override { writeRaster(dem, terrain(40, 30)); }
+};
+
+} // namespace
+
+TEST_F(OutputSafety, LogNeverReplacesAFile) {
+    writeRaster(folder / "other.asc", terrain(8, 8), "AAIGrid");
+    std::ofstream(folder / "run.log") << "earlier\n";
+    auto const other = contents(folder / "other.asc");
+    for (auto const& [log, said] : std::vector<std::pair<std::string, std::string>>{
+             {dem, "reads or writes"},
+             {folder / "out.tif", "reads or writes"},
+             {folder / "other.asc", "not a .log"},
+             {folder / "dem.prj", "side file of " + dem},
+             {folder / "nowhere/x.log", "cannot be written"}}) {
+        expectRefused({"sobel", dem, folder / "out.tif", "--log", log}, {said});
+    }
+    EXPECT_EQ(rastrum({"sobel", dem, folder / "out.tif", "--log", folder / "run.log"}).status, 0);
+    EXPECT_EQ(readRaster(dem).width, 40);
+    EXPECT_EQ(contents(folder / "other.asc"), other);
+    auto const log = contents(folder / "run.log");
+    EXPECT_TRUE(log.starts_with("earlier\n") && log.find("Threshold value") != std::string::npos) << log;
+}
+
+TEST_F(OutputSafety, SideFilesAreNeverReplacedAndNameTheFinalPath) {
+    for (auto const& [arguments, side] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{"mesh", dem, folder / "x.gltf"}, "x.bin"},
+             {{"sobel", dem, folder / "grad.asc"}, "grad.prj"},
+             {{"mask", dem, folder / "g2.bil", "-of", "ENVI"}, "g2.hdr"}}) {
+        std::ofstream(folder / side) << "an earlier file\n";
+        auto const before = folder.entries();
+        expectRefused(arguments, {side, "--overwrite"});
+        EXPECT_EQ(contents(folder / side), "an earlier file\n");
+        EXPECT_EQ(folder.entries(), before);
+        fs::remove(folder / side);
+        EXPECT_EQ(rastrum(arguments).status, 0);
+    }
+    EXPECT_NE(contents(folder / "g2.hdr").find("{\n" + folder / "g2.bil}"), std::string::npos);
+}
+
+TEST_F(OutputSafety, LeftOverStagingFoldersAreRemovedAndLiveOnesKept) {
+    rastrum_host::AtomicOutput const live(folder / "live.tif", false); // held by this process
+    for (auto const* name : {".rastrum-1-0", ".rastrum-Ab3dE9"}) {
+        fs::create_directory(folder.path() / name);
+        std::ofstream(folder.path() / name / "out.tif") << "half written\n";
+    }
+    EXPECT_EQ(rastrum({"sobel", dem, folder / "out.tif", "-q"}).status, 0);
+    EXPECT_EQ(folder.entries(),
+              (std::vector<std::string>{live.tmpPath().parent_path().filename().string(), "dem.tif", "out.tif"}));
+}
+
+TEST_F(OutputSafety, TwoRunsWritingOneNewOutputNeverBothSucceed) {
+    auto const one = "(" + commandLine({"mask", dem, folder / "same.asc", "-q"}) + " 2>/dev/null; echo $? >>" +
+                     folder / "statuses" + ")";
+    auto const pairs = "for i in $(seq 12); do rm -f " + folder / "same.*" + "; " + one + " & " + one + "; wait; done";
+    ASSERT_EQ(std::system(pairs.c_str()), 0);
+    auto const statuses = contents(folder / "statuses");
+    EXPECT_EQ(std::ranges::count(statuses, '0'), 12) << statuses;
+    EXPECT_EQ(std::ranges::count(statuses, '2'), 12) << statuses;
+}
+
+TEST_F(OutputSafety, SignalsRemoveTheStagingFolderOnceACommitIsDone) {
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+        for (bool const committing : {false, true}) {
+            pid_t const child = ::fork();
+            if (child == 0) {
+                rastrum_host::removeStagingOnSignals();
+                rastrum_host::AtomicOutput output(folder / "out.tif", false);
+                std::ofstream(output.tmpPath()) << "half written\n";
+                std::optional<rastrum_host::CommitWindow> window;
+                if (committing) {
+                    window.emplace();
+                }
+                std::raise(signal); // held while the window is open
+                std::ofstream(folder / "held") << "yes\n";
+                window.reset();
+                ::_exit(0);
+            }
+            int status = 0;
+            ::waitpid(child, &status, 0);
+            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal;
+            EXPECT_EQ(fs::remove(folder / "held"), committing) << signal;
+            EXPECT_EQ(folder.entries(), std::vector<std::string>{"dem.tif"}) << signal;
+        }
+    }
+}
