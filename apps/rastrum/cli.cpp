@@ -1,6 +1,11 @@
 #include "cli.hpp"
 
 #include <CLI/CLI.hpp>
+#include <cpl_conv.h>
+#include <gdal.h>
+#include <malloc.h>
+#include <omp.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
@@ -10,6 +15,7 @@
 #include <cstring>
 #include <iostream>
 #include <map>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -19,6 +25,7 @@
 #include "core/errors.hpp"
 #include "console/progress_bar.hpp"
 #include "io/staging_folder.hpp"
+#include "console/text_progress.hpp"
 
 namespace rastrum_host {
 namespace {
@@ -31,6 +38,8 @@ struct Common {
     std::uint64_t overlap = 0;
     std::string logPath;
     bool quiet = false;
+    unsigned threads = 0; // 0: every core
+    std::vector<std::pair<std::string, std::string>> config;
 };
 
 // A finite number in [lo, hi) (or (lo, hi)); CLI11's own Range lets NaN through.
@@ -111,7 +120,16 @@ void addInput(CLI::App& command, InputArgs& input, std::string const& name = "in
 void addOutput(CLI::App& command, OutputArgs& output) {
     command.add_option("output", output.path, "result raster; its format follows the extension")->required();
     command.add_option("--format", output.options.format,
-                       "GDAL format (driver short name such as GTiff, AAIGrid), also spelt -of");
+                       "GDAL format (driver short name such as GTiff, COG, AAIGrid), also spelt -of");
+    command.add_option("--co", output.options.creationOptions,
+                       "creation option NAME=VALUE of the format, also spelt -co; repeatable. GeoTIFFs are by "
+                       "default TILED=YES COMPRESS=ZSTD ZSTD_LEVEL=1 PREDICTOR=3 (2 for integers) BIGTIFF=IF_SAFER");
+    command.add_option("--dstnodata", output.options.nodata,
+                       "nodata value of float results (default NaN, or -3.4028234663852886e38 where the format "
+                       "records no NaN: AAIGrid, GPKG, HFA)");
+    command.add_option("--memory", output.memoryMegabytes, "megabytes for the band of rows computed at a time")
+        ->check(CLI::Range(1u, 1u << 30))
+        ->capture_default_str();
     command.add_flag("--overwrite", output.options.overwrite, "replace an existing output (and preview)");
     command.add_option("--preview", output.preview, "also render the result as a PNG picture");
 }
@@ -135,15 +153,65 @@ std::string const EdgeRule =
 void addConsole(CLI::App& command, Common& common) {
     command.add_flag("-q,--quiet", common.quiet, "no progress and no library messages on standard error");
     command.add_option("--log", common.logPath, "append the library's messages to this .log or .txt file (or a new one)");
+    command.add_option("--threads", common.threads, "worker threads (default: every core)")
+        ->check(CLI::Range(1u, 4096u));
+    command.add_option("--config", common.config, "GDAL configuration option KEY VALUE; repeatable")
+        ->type_size(2)
+        ->allow_extra_args(false);
 }
 
-// GDAL's tools spell the format option -of, which CLI11 cannot declare.
+// GDAL's configuration first, so that it applies to every file; the block
+// cache stays small unless configured, since bands are read once each.
+void configure(Common const& common) {
+    for (auto const& [key, value] : common.config) {
+        CPLSetConfigOption(key.c_str(), value.c_str());
+    }
+    // Every band allocates the same large buffers again; kept on the heap they are reused instead of
+    // being mapped, faulted in page by page and unmapped for each band.
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    if (!CPLGetConfigOption("GDAL_CACHEMAX", nullptr)) {
+        GDALSetCacheMax64(std::int64_t{64} << 20);
+    }
+    if (common.threads > 0) {
+        omp_set_num_threads(static_cast<int>(common.threads));
+    }
+}
+
+std::string const OutOfMemory = "rastrum: out of memory; nothing was written. Give the run more memory, or a "
+                                "smaller --memory or --fragment-size\n";
+
+// An allocation that fails inside a parallel loop cannot be unwound to the
+// command line; it ends the run with the same message instead of an abort.
+void outOfMemoryInWorkers() {
+    if (omp_in_parallel()) {
+        std::fputs(OutOfMemory.c_str(), stderr);
+        std::_Exit(2);
+    }
+    throw std::bad_alloc();
+}
+
+// The bar on a terminal, GDAL's dotted line elsewhere; nothing with -q.
+Lumen::StrongPtr<Lumen::LoaderProgress> progressFor(Lumen::StrongPtr<ProgressBar> const& bar, bool quiet) {
+    if (quiet) {
+        return {};
+    }
+    if (isatty(fileno(stderr)) == 1) {
+        return bar;
+    }
+    return Lumen::makeStrong<TextProgress>(stderr);
+}
+
+// GDAL's tools spell options -of and -co, which CLI11 cannot declare.
 std::vector<char*> withFormatSpelling(int argc, char** argv) {
-    static std::string longForm = "--format";
+    static std::string format = "--format";
+    static std::string creation = "--co";
     std::vector<char*> arguments(argv, argv + argc);
     for (auto& argument : arguments) {
         if (std::strcmp(argument, "-of") == 0) {
-            argument = longForm.data();
+            argument = format.data();
+        } else if (std::strcmp(argument, "-co") == 0) {
+            argument = creation.data();
         }
     }
     return arguments;
@@ -336,20 +404,20 @@ int parseAndRun(int argc, char** argv) {
         common.tiling.overlap = common.overlap;
     }
     try {
+        configure(common);
+        std::set_new_handler(outOfMemoryInWorkers);
         if (&chosen == &info) {
             std::cout << commandInfo(input, common.tiling);
             return 0;
         }
+        output.stream.memoryBytes = std::uint64_t{output.memoryMegabytes} << 20;
         RunContext context;
-        Lumen::StrongPtr<ProgressBar> bar;
-        if (!common.quiet) {
-            bar = Lumen::makeStrong<ProgressBar>(stderr);
-            context.progress = bar;
-        }
+        auto const bar = Lumen::makeStrong<ProgressBar>(stderr);
+        context.progress = progressFor(bar, common.quiet);
         // The gradient's own lines (a threshold for a one-sided step per fragment) mislead beside the host's
         // note on a plane; they go to --log only.
         bool const gradient = &chosen == &sobel || &chosen == &sloping;
-        ConsoleRoute const route(common.logPath, common.quiet || gradient, bar.getPointer(),
+        ConsoleRoute const route(common.logPath, common.quiet || gradient, common.quiet ? nullptr : bar.getPointer(),
                                  {input.path, input.read.cellTypesPath, second.path, second.read.cellTypesPath, volume,
                                   output.path, output.preview});
         if (&chosen == &mask) {
@@ -379,6 +447,9 @@ int parseAndRun(int argc, char** argv) {
         }
     } catch (InputError const& error) {
         std::cerr << "rastrum: " << withoutStagingFolders(error.what()) << '\n';
+        return BadInput;
+    } catch (std::bad_alloc const&) {
+        std::cerr << OutOfMemory;
         return BadInput;
     } catch (std::exception const& error) {
         std::cerr << "rastrum: internal error: " << withoutStagingFolders(error.what()) << '\n';

@@ -8,63 +8,49 @@
 #include <vector>
 
 #include "core/errors.hpp"
-#include "io/gdal_dataset.hpp"
 
 namespace rastrum_host {
 namespace {
 
 std::string cellsText(int width, int height) { return std::to_string(width) + " x " + std::to_string(height) + " cells"; }
 
+// Rows [firstRow, firstRow + rows) of a band, converted by GDAL to `type`.
 template <class T>
-std::vector<T> readBand(GDALDatasetH dataset, int band, GDALDataType type, std::string const& path) {
-    int const width = GDALGetRasterXSize(dataset);
-    int const height = GDALGetRasterYSize(dataset);
-    std::vector<T> values(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+std::vector<T> readRows(GDALRasterBandH band, std::uint32_t firstRow, std::uint32_t rows, GDALDataType type,
+                        std::string const& what) {
+    int const width = GDALGetRasterBandXSize(band);
+    std::vector<T> values(static_cast<std::size_t>(width) * rows);
     CPLErrorReset();
-    if (GDALRasterIO(GDALGetRasterBand(dataset, band), GF_Read, 0, 0, width, height, values.data(), width, height,
-                     type, 0, 0) != CE_None) {
-        throw InputError(path + ": band " + std::to_string(band) + " cannot be read: " + gdalMessage());
+    if (GDALRasterIO(band, GF_Read, 0, static_cast<int>(firstRow), width, static_cast<int>(rows), values.data(), width,
+                     static_cast<int>(rows), type, 0, 0) != CE_None) {
+        throw InputError(what + " cannot be read: " + gdalMessage());
     }
     return values;
 }
 
+std::string bandText(std::string const& path, int band) { return path + ": band " + std::to_string(band); }
+
 // 1 where GDAL's mask band of `band` marks a cell as nodata.
-std::vector<std::uint8_t> nodataOf(GDALDatasetH dataset, int band, std::string const& path) {
-    auto const handle = GDALGetRasterBand(dataset, band);
-    std::size_t const cells = static_cast<std::size_t>(GDALGetRasterXSize(dataset)) *
-                              static_cast<std::size_t>(GDALGetRasterYSize(dataset));
-    if (GDALGetMaskFlags(handle) & GMF_ALL_VALID) {
-        return std::vector<std::uint8_t>(cells, 0);
+std::vector<std::uint8_t> nodataOf(GDALRasterBandH band, std::uint32_t firstRow, std::uint32_t rows,
+                                   std::string const& path) {
+    if (GDALGetMaskFlags(band) & GMF_ALL_VALID) {
+        return std::vector<std::uint8_t>(static_cast<std::size_t>(GDALGetRasterBandXSize(band)) * rows, 0);
     }
-    auto const mask = GDALGetMaskBand(handle);
-    int const width = GDALGetRasterXSize(dataset);
-    int const height = GDALGetRasterYSize(dataset);
-    std::vector<std::uint8_t> valid(cells);
-    CPLErrorReset();
-    if (GDALRasterIO(mask, GF_Read, 0, 0, width, height, valid.data(), width, height, GDT_Byte, 0, 0) != CE_None) {
-        throw InputError(path + ": the nodata mask cannot be read: " + gdalMessage());
-    }
+    auto valid = readRows<std::uint8_t>(GDALGetMaskBand(band), firstRow, rows, GDT_Byte, path + ": the nodata mask");
     for (auto& v : valid) {
         v = v == 0 ? 1 : 0;
     }
     return valid;
 }
 
-std::vector<float> terrainRgbHeights(GDALDatasetH dataset, std::string const& path) {
-    int const bands = GDALGetRasterCount(dataset);
-    if (bands < 3) {
-        throw InputError("--terrain-rgb: " + path + " has " + std::to_string(bands) +
-                         " band(s); the encoding needs red, green and blue");
-    }
-    for (int band = 1; band <= 3; ++band) {
-        if (auto const type = GDALGetRasterDataType(GDALGetRasterBand(dataset, band)); type != GDT_Byte) {
-            throw InputError("--terrain-rgb: band " + std::to_string(band) + " of " + path + " holds " +
-                             GDALGetDataTypeName(type) + "; the encoding has unsigned 8-bit red, green and blue");
-        }
-    }
-    auto const red = readBand<std::uint8_t>(dataset, 1, GDT_Byte, path);
-    auto const green = readBand<std::uint8_t>(dataset, 2, GDT_Byte, path);
-    auto const blue = readBand<std::uint8_t>(dataset, 3, GDT_Byte, path);
+std::vector<float> terrainRgbHeights(GDALDatasetH dataset, std::uint32_t firstRow, std::uint32_t rows,
+                                     std::string const& path) {
+    auto const channel = [&](int band) {
+        return readRows<std::uint8_t>(GDALGetRasterBand(dataset, band), firstRow, rows, GDT_Byte, bandText(path, band));
+    };
+    auto const red = channel(1);
+    auto const green = channel(2);
+    auto const blue = channel(3);
     std::vector<float> heights(red.size());
     for (std::size_t i = 0; i < heights.size(); ++i) {
         double const code = red[i] * 65536.0 + green[i] * 256.0 + blue[i];
@@ -73,8 +59,8 @@ std::vector<float> terrainRgbHeights(GDALDatasetH dataset, std::string const& pa
     return heights;
 }
 
-std::vector<std::uint8_t> cellTypesFrom(std::string const& codesPath, GDALDatasetH heights, std::string const& path) {
-    auto const codes = openRaster(codesPath);
+Dataset openCellTypes(std::string const& codesPath, GDALDatasetH heights, std::string const& path) {
+    auto codes = openRaster(codesPath);
     int const width = GDALGetRasterXSize(codes.get());
     int const height = GDALGetRasterYSize(codes.get());
     int const expectedWidth = GDALGetRasterXSize(heights);
@@ -88,43 +74,73 @@ std::vector<std::uint8_t> cellTypesFrom(std::string const& codesPath, GDALDatase
         throw InputError("--cell-types " + codesPath + ": band 1 holds " + GDALGetDataTypeName(type) +
                          ", not unsigned 8-bit codes");
     }
-    auto values = readBand<std::uint8_t>(codes.get(), 1, GDT_Byte, codesPath);
-    if (auto const odd = std::ranges::find_if(values, [](std::uint8_t code) { return code > LastCellType; });
-        odd != values.end()) {
-        auto const at = static_cast<std::size_t>(odd - values.begin());
-        throw InputError("--cell-types " + codesPath + ": cell " + std::to_string(at % std::size_t(width)) + ", " +
-                         std::to_string(at / std::size_t(width)) + " holds code " + std::to_string(*odd) +
-                         "; codes are 0 and 4 (data) and 1 to 3 (holes)");
-    }
-    return values;
+    return codes;
 }
 
 } // namespace
 
-HeightInput readHeights(std::string const& path, ReadOptions const& options) {
-    auto const dataset = openRaster(path);
-    GDALDatasetH const ds = dataset.get();
+Georeference rowsGeoreference(Georeference georef, std::uint32_t firstRow) {
+    auto& t = georef.transform;
+    if (georef.hasTransform) {
+        t[0] += firstRow * t[2];
+        t[3] += firstRow * t[5];
+    }
+    return georef;
+}
+
+HeightReader::HeightReader(std::string path, ReadOptions options)
+    : path_(std::move(path)), options_(std::move(options)), dataset_(openRaster(path_)) {
+    GDALDatasetH const ds = dataset_.get();
     int const bands = GDALGetRasterCount(ds);
-    int const band = options.terrainRgb ? 1 : options.band;
-    if (band < 1 || band > bands) {
-        throw InputError("-b " + std::to_string(options.band) + ": " + path + " has " + std::to_string(bands) +
+    band_ = options_.terrainRgb ? 1 : options_.band;
+    if (band_ < 1 || band_ > bands) {
+        throw InputError("-b " + std::to_string(options_.band) + ": " + path_ + " has " + std::to_string(bands) +
                          " band(s)");
     }
+    if (options_.terrainRgb && bands < 3) {
+        throw InputError("--terrain-rgb: " + path_ + " has " + std::to_string(bands) +
+                         " band(s); the encoding needs red, green and blue");
+    }
+    for (int band = 1; options_.terrainRgb && band <= 3; ++band) {
+        if (auto const type = GDALGetRasterDataType(GDALGetRasterBand(ds, band)); type != GDT_Byte) {
+            throw InputError("--terrain-rgb: band " + std::to_string(band) + " of " + path_ + " holds " +
+                             GDALGetDataTypeName(type) + "; the encoding has unsigned 8-bit red, green and blue");
+        }
+    }
+    if (!options_.cellTypesPath.empty()) {
+        codes_ = openCellTypes(options_.cellTypesPath, ds, path_);
+    }
+    width_ = static_cast<std::uint32_t>(GDALGetRasterXSize(ds));
+    height_ = static_cast<std::uint32_t>(GDALGetRasterYSize(ds));
+    georef_ = georeferenceOf(ds);
+}
 
+HeightInput HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) const {
+    GDALDatasetH const ds = dataset_.get();
+    GDALRasterBandH const band = GDALGetRasterBand(ds, band_);
     HeightInput input;
-    input.source = path;
-    input.georef = georeferenceOf(ds);
-    input.heights.width = static_cast<std::uint32_t>(GDALGetRasterXSize(ds));
-    input.heights.height = static_cast<std::uint32_t>(GDALGetRasterYSize(ds));
-    input.heights.values = options.terrainRgb ? terrainRgbHeights(ds, path) : readBand<float>(ds, band, GDT_Float32, path);
-
-    auto const nodata = nodataOf(ds, band, path);
-    input.cellTypes = options.cellTypesPath.empty() ? std::vector<std::uint8_t>(nodata.size(), DataCell)
-                                                    : cellTypesFrom(options.cellTypesPath, ds, path);
+    input.source = path_;
+    input.georef = rowsGeoreference(georef_, firstRow);
+    input.heights.width = width_;
+    input.heights.height = rows;
+    input.heights.values = options_.terrainRgb
+                               ? terrainRgbHeights(ds, firstRow, rows, path_)
+                               : readRows<float>(band, firstRow, rows, GDT_Float32, bandText(path_, band_));
+    auto const nodata = nodataOf(band, firstRow, rows, path_);
+    input.cellTypes = codes_ ? readRows<std::uint8_t>(GDALGetRasterBand(codes_.get(), 1), firstRow, rows, GDT_Byte,
+                                                      "--cell-types " + options_.cellTypesPath)
+                             : std::vector<std::uint8_t>(nodata.size(), DataCell);
+    if (auto const odd = std::ranges::find_if(input.cellTypes, [](std::uint8_t code) { return code > LastCellType; });
+        codes_ && odd != input.cellTypes.end()) {
+        auto const at = static_cast<std::size_t>(odd - input.cellTypes.begin());
+        throw InputError("--cell-types " + options_.cellTypesPath + ": cell " + std::to_string(at % width_) + ", " +
+                         std::to_string(firstRow + at / width_) + " holds code " + std::to_string(*odd) +
+                         "; codes are 0 and 4 (data) and 1 to 3 (holes)");
+    }
     for (std::size_t i = 0; i < nodata.size(); ++i) {
         if (nodata[i] != 0 || std::isnan(input.heights.values[i])) {
             input.heights.values[i] = std::numeric_limits<float>::quiet_NaN();
-            if (options.cellTypesPath.empty()) {
+            if (!codes_) {
                 input.cellTypes[i] = NodataCell;
             }
         }
@@ -132,35 +148,52 @@ HeightInput readHeights(std::string const& path, ReadOptions const& options) {
     return input;
 }
 
-MarkerVolume readMarkerVolume(std::string const& path) {
-    auto const dataset = openRaster(path);
-    GDALDatasetH const ds = dataset.get();
+MarkerReader::MarkerReader(std::string path) : path_(std::move(path)), dataset_(openRaster(path_)) {
+    GDALDatasetH const ds = dataset_.get();
     int const layers = GDALGetRasterCount(ds);
     int const width = GDALGetRasterXSize(ds);
     int const height = GDALGetRasterYSize(ds);
     if (layers < 3 || width < 3 || height < 3) {
-        throw InputError(path + ": a marker volume needs at least 3 points on every axis for the 3 x 3 x 3 density, "
-                                "but it has " + cellsText(width, height) + " in " + std::to_string(layers) +
+        throw InputError(path_ + ": a marker volume needs at least 3 points on every axis for the 3 x 3 x 3 density, "
+                                 "but it has " + cellsText(width, height) + " in " + std::to_string(layers) +
                          " band(s)");
     }
     for (int band = 1; band <= layers; ++band) {
         auto const type = GDALGetRasterDataType(GDALGetRasterBand(ds, band));
         if (type != GDT_UInt16 && type != GDT_Byte) {
-            throw InputError(path + ": band " + std::to_string(band) + " holds " + GDALGetDataTypeName(type) +
+            throw InputError(bandText(path_, band) + " holds " + GDALGetDataTypeName(type) +
                              "; markers are unsigned 16-bit (or 8-bit) integers");
         }
     }
+    width_ = static_cast<std::uint32_t>(width);
+    height_ = static_cast<std::uint32_t>(height);
+    layers_ = static_cast<std::uint32_t>(layers);
+    georef_ = georeferenceOf(ds);
+}
+
+MarkerVolume MarkerReader::read(std::uint32_t firstRow, std::uint32_t rows) const {
     MarkerVolume volume;
-    volume.source = path;
-    volume.georef = georeferenceOf(ds);
-    volume.markers.width = static_cast<std::uint32_t>(width);
-    volume.markers.height = static_cast<std::uint32_t>(height);
-    volume.markers.bands = static_cast<std::uint32_t>(layers);
-    for (int band = 1; band <= layers; ++band) {
-        auto const layer = readBand<std::uint16_t>(ds, band, GDT_UInt16, path);
+    volume.source = path_;
+    volume.georef = rowsGeoreference(georef_, firstRow);
+    volume.markers.width = width_;
+    volume.markers.height = rows;
+    volume.markers.bands = layers_;
+    for (int band = 1; band <= static_cast<int>(layers_); ++band) {
+        auto const layer = readRows<std::uint16_t>(GDALGetRasterBand(dataset_.get(), band), firstRow, rows, GDT_UInt16,
+                                                   bandText(path_, band));
         volume.markers.values.insert(volume.markers.values.end(), layer.begin(), layer.end());
     }
     return volume;
+}
+
+HeightInput readHeights(std::string const& path, ReadOptions const& options) {
+    HeightReader const reader(path, options);
+    return reader.read(0, reader.height());
+}
+
+MarkerVolume readMarkerVolume(std::string const& path) {
+    MarkerReader const reader(path);
+    return reader.read(0, reader.height());
 }
 
 } // namespace rastrum_host

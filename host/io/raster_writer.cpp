@@ -2,95 +2,13 @@
 
 #include <cpl_string.h>
 
-#include <algorithm>
-#include <cctype>
-#include <cerrno>
-#include <cstring>
 #include <cstdint>
-#include <sstream>
 
 #include "io/atomic_output.hpp"
 #include "core/errors.hpp"
 #include "io/gdal_dataset.hpp"
 
 namespace rastrum_host {
-namespace {
-
-bool writesRasters(GDALDriverH driver) {
-    auto const has = [&](char const* capability) {
-        return CPLFetchBool(GDALGetMetadata(driver, nullptr), capability, false);
-    };
-    return has(GDAL_DCAP_RASTER) && (has(GDAL_DCAP_CREATE) || has(GDAL_DCAP_CREATECOPY));
-}
-
-std::string lowered(std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
-bool listsExtension(GDALDriverH driver, std::string const& extension) {
-    char const* listed = GDALGetMetadataItem(driver, GDAL_DMD_EXTENSIONS, nullptr);
-    std::istringstream words(listed ? listed : "");
-    std::string word;
-    while (words >> word) {
-        if (lowered(word) == extension) {
-            return true;
-        }
-    }
-    return false;
-}
-
-template <class T>
-constexpr GDALDataType gdalType() {
-    if constexpr (std::is_same_v<T, float>) {
-        return GDT_Float32;
-    } else if constexpr (std::is_same_v<T, std::uint16_t>) {
-        return GDT_UInt16;
-    } else {
-        static_assert(std::is_same_v<T, std::uint8_t>);
-        return GDT_Byte;
-    }
-}
-
-// GDAL's text, and the system's reason when the last system call failed for
-// want of room or rights (GDAL's text often only says that a write failed).
-std::string writeFailure() {
-    int const reason = errno;
-    for (int const code : {ENOSPC, EFBIG, EDQUOT, EIO, EROFS, EACCES, EPERM}) {
-        if (reason == code) {
-            return gdalMessage() + " (" + std::strerror(reason) + ")";
-        }
-    }
-    return gdalMessage();
-}
-
-} // namespace
-
-GDALDriverH outputDriver(std::filesystem::path const& path, std::string const& format) {
-    useGdal();
-    if (!format.empty()) {
-        GDALDriverH const driver = GDALGetDriverByName(format.c_str());
-        if (!driver) {
-            throw InputError("-of " + format + ": GDAL knows no such format");
-        }
-        if (!writesRasters(driver)) {
-            throw InputError("-of " + format + ": GDAL cannot write rasters in this format");
-        }
-        return driver;
-    }
-    auto const extension = lowered(path.extension().string());
-    if (extension.size() > 1) {
-        for (int i = 0; i < GDALGetDriverCount(); ++i) {
-            GDALDriverH const driver = GDALGetDriver(i);
-            if (writesRasters(driver) && listsExtension(driver, extension.substr(1))) {
-                return driver;
-            }
-        }
-    }
-    throw InputError(path.string() + ": no raster format is known for the extension '" + path.extension().string() +
-                     "'; name one with -of");
-}
-
 template <class T>
 Dataset inMemory(std::filesystem::path const& path, Raster<T> const& raster, Georeference const& georef,
                  std::optional<double> nodata) {
@@ -123,10 +41,19 @@ Dataset inMemory(std::filesystem::path const& path, Raster<T> const& raster, Geo
 
 void writeDataset(GDALDatasetH dataset, std::filesystem::path const& tmpPath, std::filesystem::path const& path,
                   OutputOptions const& options) {
-    GDALDriverH const driver = outputDriver(path, options.format);
-    CPLErrorReset();
-    errno = 0;
-    Dataset written(GDALCreateCopy(driver, tmpPath.c_str(), dataset, TRUE, nullptr, nullptr, nullptr));
+    GDALRasterBandH const band = GDALGetRasterBand(dataset, 1);
+    int hasNodata = 0;
+    double const nodata = GDALGetRasterNoDataValue(band, &hasNodata);
+    auto const plan = planOutput(path, options, GDALGetRasterDataType(band), GDALGetRasterCount(dataset),
+                                 hasNodata ? std::optional<double>(nodata) : std::nullopt);
+    GDALDriverH const driver = plan.driver;
+    char** creation = nullptr;
+    for (auto const& option : plan.creationOptions) {
+        creation = CSLAddString(creation, option.c_str());
+    }
+    forgetWriteFailure();
+    Dataset written(GDALCreateCopy(driver, tmpPath.c_str(), dataset, TRUE, creation, nullptr, nullptr));
+    CSLDestroy(creation);
     if (!written) {
         throw InputError(path.string() + ": GDAL cannot write it as " + GDALGetDriverShortName(driver) + ": " +
                          writeFailure());

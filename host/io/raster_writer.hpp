@@ -7,19 +7,10 @@
 #include <string>
 
 #include "io/gdal_dataset.hpp"
+#include "io/output_format.hpp"
 #include "core/raster.hpp"
 
 namespace rastrum_host {
-
-struct OutputOptions {
-    std::string format;     // a GDAL driver's short name (-of); empty: from the file's extension
-    bool overwrite = false; // replace an existing output (--overwrite)
-};
-
-// The GDAL driver that writes `path`: the one named by `format`, else the first
-// raster driver that lists the file's extension. InputError when there is
-// none or it cannot write rasters.
-GDALDriverH outputDriver(std::filesystem::path const& path, std::string const& format);
 
 // A float or unsigned 8-bit raster as an in-memory GDAL dataset with the given
 // georeferencing and, when given, the nodata value of every band; `path`

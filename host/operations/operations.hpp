@@ -13,6 +13,7 @@
 #include "Lumen/StrongPtr.hpp"
 #include "Rastrum.hpp"
 #include "core/raster.hpp"
+#include "tiling/fragment_needs.hpp"
 #include "tiling/tiled_grid.hpp"
 
 // The host's operations on rasters in memory, one function per subcommand,
@@ -29,6 +30,12 @@ struct RunContext {
 inline constexpr std::uint64_t SobelOverlap = 2;
 inline constexpr std::uint64_t SurfaceOverlap = 1; // shared rows and columns close the gaps between fragments
 inline constexpr std::uint64_t IsoOverlap = 2;
+
+// What each stencil needs of its fragments (checked by the runs below, and by
+// a streamed run before it reads anything).
+StencilNeeds sobelNeeds();
+StencilNeeds smoothNeeds(unsigned window);
+StencilNeeds isoNeeds();
 
 // Element types of the library's typed paths, in the order it tests them.
 using SmoothTypes = std::tuple<float, double, std::uint8_t, std::uint16_t, std::uint32_t, unsigned long long, int>;

@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include "operations/edge_rule.hpp"
-#include "tiling/fragment_needs.hpp"
 #include "tiling/operation_support.hpp"
 #include "operations/operations.hpp"
 
@@ -12,12 +11,15 @@ unsigned effectiveWindow(unsigned requested) {
     return window % 2 == 0 ? window + 1 : window;
 }
 
+StencilNeeds smoothNeeds(unsigned window) {
+    return {"smooth", 3, window - 1, "window - 1 for a window of " + std::to_string(window) + ", so that no seams show"};
+}
+
 template <class T>
 Raster<T> runSmooth(HeightView<T> const& input, SmoothOptions const& options, Tiling const& tiling,
                     RunContext const& context) {
     unsigned const window = effectiveWindow(options.window);
-    checkFragments(tiling, {"smooth", 3, window - 1,
-                            "window - 1 for a window of " + std::to_string(window) + ", so that no seams show"});
+    checkFragments(tiling, smoothNeeds(window));
     auto const tiled = tileHeights(input, tiling, window - 1);
     unsigned const unused = 0;
     expectSuccess(Rastrum::bilateralSmoothing(*tiled.grid(), HeightField, "Smoothed", options.window,

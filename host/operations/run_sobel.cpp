@@ -1,13 +1,16 @@
 #include "operations/edge_rule.hpp"
 #include "operations/operations.hpp"
-#include "tiling/fragment_needs.hpp"
 #include "tiling/operation_support.hpp"
 
 namespace rastrum_host {
 
+StencilNeeds sobelNeeds() {
+    return {"sobel", 3, SobelOverlap, "the 3 x 3 stencil reaches one point past each border"};
+}
+
 Raster<float> runSobel(HeightView<float> const& input, double slopeDegrees, Tiling const& tiling,
                        RunContext const& context, bool keepPartial) {
-    checkFragments(tiling, {"sobel", 3, SobelOverlap, "the 3 x 3 stencil reaches one point past each border"});
+    checkFragments(tiling, sobelNeeds());
     auto const tiled = tileHeights(input, tiling, SobelOverlap);
     auto bundle = bundleOf(tiled);
     std::string height = HeightField;

@@ -24,7 +24,7 @@ inline constexpr float NoValue = std::numeric_limits<float>::quiet_NaN();
 template <class T>
 TiledGrid tileHeights(HeightView<T> const& input, Tiling const& tiling, std::uint64_t defaultOverlap) {
     TiledGrid tiled({input.width, input.height, 1u}, placementOf(input.georef, input.height, std::string(input.source)),
-                    tiling.fragmentSize, overlapFor(tiling, defaultOverlap));
+                    tiling.fragmentSize, overlapFor(tiling, defaultOverlap), tiling.band);
     tiled.addField<T>(HeightField, input.heights);
     tiled.addField<std::uint8_t>(CellTypeField, input.cellTypes);
     return tiled;

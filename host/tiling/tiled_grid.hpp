@@ -20,6 +20,16 @@ namespace rastrum_host {
 
 using Index = Velum::MultiIndex<3>;
 
+// A band of a taller raster: its southern point row (y = 0) is the first
+// point row of fragment row `firstFragmentRow` of a raster of `rows` point
+// rows. Its fragments are then exactly those of the taller raster, and each
+// point is stitched from the fragment that owns it there, so results agree
+// bit for bit with a run on the whole raster.
+struct BandWindow {
+    std::uint64_t rows = 0;
+    std::uint64_t firstFragmentRow = 0;
+};
+
 // How a raster is cut: fragments of fragmentSize points along x and y, sharing
 // `overlap` points with their neighbours. Without an overlap each operation
 // takes the one its stencil needs; a smaller one cuts stencils at fragment
@@ -28,11 +38,22 @@ struct Tiling {
     std::uint64_t fragmentSize = 256;
     std::optional<std::uint64_t> overlap;
     bool allowSeams = false;
+    // Set when the raster is a band of whole fragment rows of a taller one.
+    std::optional<BandWindow> band;
 };
 
 // The overlap to cut with for an operation whose stencil needs `need` shared
 // points; InputError for a smaller one unless tiling.allowSeams.
 std::uint64_t overlapFor(Tiling const& tiling, std::uint64_t need);
+
+// For each fragment along an axis of `points` points, the half-open range of
+// points it owns (see TiledGrid::stitch).
+std::vector<std::pair<std::uint64_t, std::uint64_t>> ownedRanges(std::uint64_t points, std::uint64_t fragments,
+                                                                 std::uint64_t size, std::uint64_t step);
+// InputError naming the options when fragments cannot be cut so.
+void checkTiling(std::uint64_t fragmentSize, std::uint64_t overlap);
+// Fragments along an axis of `points` points.
+std::uint64_t fragmentsAlong(std::uint64_t points, std::uint64_t size, std::uint64_t overlap);
 
 // Where the cells of a raster lie as grid points: x is the column and y counts
 // rows from the southern one, so that both spacings are positive (the
@@ -55,7 +76,7 @@ class TiledGrid {
 public:
     // InputError when the overlap is not smaller than the fragment size.
     TiledGrid(std::array<std::uint32_t, 3> shape, GridPlacement const& placement, std::uint64_t fragmentSize,
-              std::uint64_t overlap);
+              std::uint64_t overlap, std::optional<BandWindow> const& band = std::nullopt);
 
     Lumen::StrongPtr<Velum::Grid> const& grid() const { return builder_.grid(); }
     Index const& fragmentCounts() const { return builder_.fragmentCounts(); }

@@ -119,7 +119,10 @@ rastrum_host::Georeference georeferenceOf(py::handle transform) {
 }
 
 rastrum_host::Tiling tilingOf(std::uint64_t fragmentSize, std::optional<std::uint64_t> overlap) {
-    return {.fragmentSize = fragmentSize, .overlap = overlap};
+    rastrum_host::Tiling tiling;
+    tiling.fragmentSize = fragmentSize;
+    tiling.overlap = overlap;
+    return tiling;
 }
 
 #define RASTRUM_PYTHON_HEIGHTS(T)                                                                                  \

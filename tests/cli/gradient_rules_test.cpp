@@ -40,7 +40,7 @@ double degrees(double rise) { return std::atan(rise) * 180.0 / std::numbers::pi;
 TEST(GradientRules, NodataWhereTheStencilTouchedAHoleOrLeftTheRasterElseTheExactSlope) {
     testing_support::ConsoleCapture const console;
     RunContext const context;
-    Tiling const tiling{.fragmentSize = 6, .overlap = {}};
+    Tiling const tiling{.fragmentSize = 6, .overlap = {}, .allowSeams = false, .band = {}};
     // Metres per degree at the equator on WGS 84: 111319.49 along a parallel, 110574.27 along a meridian.
     struct Case {
         char const* name;

@@ -1,13 +1,19 @@
 #include "console/progress_bar.hpp"
+#include "console/console_route.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "Lumen/Console.hpp"
+#include "cli_support.hpp"
 
 namespace {
 
@@ -124,3 +130,28 @@ TEST(ProgressBar, CountsReportsFromWorkerThreads) {
 }
 
 } // namespace
+
+TEST(ConsoleRoute, IdenticalLinesAreFoldedWithACountAboveTheBarAndKeptWholeInTheLog) {
+    char const* threshold = "Threshold value for : 45 degree is: 32.000000";
+    auto const emit = [&] {
+        for (int i = 0; i < 3; ++i) {
+            Lumen::Console() << threshold;
+        }
+        Lumen::Console() << "other";
+    };
+    CapturedStream out;
+    {
+        rastrum_host::ProgressBar bar(out.stream(), rastrum_host::ProgressBar::Drawing::Always);
+        rastrum_host::ConsoleRoute const route("", false, &bar);
+        emit();
+    }
+    EXPECT_EQ(out.text(), std::string(threshold) + " (3 times)\nother\n");
+    cli_testing::TempFolder folder;
+    {
+        rastrum_host::ConsoleRoute const route(folder / "log.txt", false);
+        emit();
+    }
+    std::ifstream log(folder / "log.txt");
+    std::string const line(threshold);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), line + "\n" + line + "\n" + line + "\nother\n");
+}

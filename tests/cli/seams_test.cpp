@@ -43,7 +43,7 @@ struct Differences {
 
 Differences againstOneFragment(Operation const& operation, Tiling const& tiling, std::uint32_t reach) {
     auto const input = roughTerrain();
-    auto const whole = operation(input, Tiling{.fragmentSize = 1024, .overlap = {}});
+    auto const whole = operation(input, Tiling{.fragmentSize = 1024, .overlap = {}, .allowSeams = false, .band = {}});
     auto const tiled = operation(input, tiling);
     Differences differences;
     auto const nearBorder = [&](std::uint32_t c) { return c % 64 < reach || c % 64 >= 64 - reach; };
@@ -77,9 +77,9 @@ TEST(Seams, SobelAndSmoothingWithTheDefaultOverlapEqualOneFragmentAwayFromTheEdg
         std::uint32_t reach;
     };
     for (auto const& c : {Case{"sobel", sobel, 1}, Case{"bilateral", bilateral, 2}, Case{"gaussian", gaussian, 3}}) {
-        auto const seamless = againstOneFragment(c.operation, Tiling{.fragmentSize = 64, .overlap = {}}, c.reach);
+        auto const seamless = againstOneFragment(c.operation, Tiling{.fragmentSize = 64, .overlap = {}, .band = {}}, c.reach);
         EXPECT_EQ(seamless.interior, 0) << c.name;
-        Tiling const seamy{.fragmentSize = 64, .overlap = 0, .allowSeams = true};
+        Tiling const seamy{.fragmentSize = 64, .overlap = 0, .allowSeams = true, .band = {}};
         auto const seams = againstOneFragment(c.operation, seamy, c.reach);
         EXPECT_GT(seams.nearFragmentBorders, 100) << c.name << ": without overlap the stencil is cut at fragment borders";
         EXPECT_EQ(seams.interior, seams.nearFragmentBorders) << c.name << ": and nowhere else";

@@ -12,6 +12,7 @@
 #include "mesh/surface.hpp"
 #include "mesh/surface_input.hpp"
 #include "preview/preview.hpp"
+#include "streaming/streamed_operations.hpp"
 
 namespace rastrum_host {
 namespace {
@@ -63,14 +64,15 @@ void renderPicture(std::optional<AtomicOutput>& png, OutputArgs const& output, G
     }
 }
 
-template <class T>
-void write(OutputArgs const& output, Raster<T> const& raster, Georeference const& georef,
-           std::optional<double> nodata, Picture picture) {
-    AtomicOutput result(output.path, output.options.overwrite);
-    auto const memory = inMemory(output.path, raster, georef, nodata);
+// Runs `stream` from the input into a new result of `type`, renders the
+// preview from what was written, and puts both in place.
+template <class Stream>
+void streamed(OutputArgs const& output, ResultLayout const& layout, Picture picture, Stream const& stream) {
+    BandWriter result(output.path, output.options, layout);
+    stream(result);
     std::optional<AtomicOutput> png;
-    renderPicture(png, output, memory.get(), picture);
-    writeDataset(memory.get(), result.tmpPath(), output.path, output.options);
+    GDALFlushCache(result.dataset());
+    renderPicture(png, output, result.dataset(), picture);
     result.commit();
     if (png) {
         png->commit();
@@ -85,59 +87,77 @@ std::string commandInfo(InputArgs const& input, Tiling const& tiling) {
 
 void commandMask(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
-    auto const heights = readHeights(input.path, input.read);
-    write(output, runMask(heights, tiling, context), heights.georef, std::nullopt, {PreviewStyle::Ramp});
+    HeightReader const heights(input.path, input.read);
+    streamed(output, resultLayout(heights, GDT_Byte, std::nullopt), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+        streamMask(heights, result, tiling, output.stream, context);
+    });
 }
 
 void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptions const& options,
                    Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
-    auto const heights = readHeights(input.path, input.read);
-    write(output, runSmooth(heights, options, tiling, context), heights.georef, FloatNodata,
-          {PreviewStyle::Relief});
+    HeightReader const heights(input.path, input.read);
+    streamed(output, resultLayout(heights, GDT_Float32, FloatNodata), {PreviewStyle::Relief}, [&](BandWriter& result) {
+        streamSmooth(heights, result, options, tiling, output.stream, context);
+    });
 }
 
 std::string commandSobel(InputArgs const& input, OutputArgs const& output, double slopeDegrees, Tiling const& tiling,
                          RunContext const& context, bool keepPartial) {
     checkOutput(output);
-    auto const heights = readHeights(input.path, input.read);
-    write(output, runSobel(heights, slopeDegrees, tiling, context, keepPartial), heights.georef, FloatNodata,
-          {PreviewStyle::Ramp});
-    return planeGradientNote(heights, slopeDegrees);
+    HeightReader const heights(input.path, input.read);
+    streamed(output, resultLayout(heights, GDT_Float32, FloatNodata), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+        streamSobel(heights, result, slopeDegrees, keepPartial, tiling, output.stream, context);
+    });
+    return planeGradientNote(wholeRaster(heights), slopeDegrees);
 }
 
 void commandSlope(InputArgs const& input, OutputArgs const& output, SlopeOptions const& options,
                   Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
-    auto const heights = readHeights(input.path, input.read);
-    write(output, runSlope(heights, options, tiling, context), heights.georef, FloatNodata, {PreviewStyle::Ramp});
+    HeightReader const heights(input.path, input.read);
+    streamed(output, resultLayout(heights, GDT_Float32, FloatNodata), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+        streamSlope(heights, result, options, tiling, output.stream, context);
+    });
 }
 
 void commandCalc(std::string const& operation, InputArgs const& first, InputArgs const& second,
                  OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
     auto const arithmetic = arithmeticNamed(operation);
     checkOutput(output);
-    auto const a = readHeights(first.path, first.read);
-    auto const b = readHeights(second.path, second.read);
+    HeightReader const a(first.path, first.read);
+    HeightReader const b(second.path, second.read);
     // Differences read best around zero.
     auto const style = arithmetic == Rastrum::Operandi::Subtract ? PreviewStyle::Diverging : PreviewStyle::Ramp;
-    write(output, runCalc(arithmetic, a, b, tiling, context), a.georef, FloatNodata, {style});
+    streamed(output, resultLayout(a, GDT_Float32, FloatNodata), {style}, [&](BandWriter& result) {
+        streamCalc(arithmetic, a, b, result, tiling, output.stream, context);
+    });
 }
 
 void commandOverwrite(InputArgs const& input, OutputArgs const& output, OverwriteOptions const& options,
                       Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
-    auto const heights = readHeights(input.path, input.read);
-    write(output, runOverwrite(heights, options, tiling, context), heights.georef, std::nullopt,
-          {PreviewStyle::Ramp});
+    HeightReader const heights(input.path, input.read);
+    streamed(output, resultLayout(heights, GDT_Byte, std::nullopt), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+        streamOverwrite(heights, result, options, tiling, output.stream, context);
+    });
 }
 
 void commandIso(std::string const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
-    auto const volume = readMarkerVolume(input);
+    MarkerReader const volume(input);
     // The middle layer shows the most of a density.
-    int const middle = static_cast<int>(volume.markers.bands + 1) / 2;
-    write(output, runIso(volume, tiling, context), volume.georef, FloatNodata, {PreviewStyle::Ramp, middle});
+    int const middle = static_cast<int>(volume.layers() + 1) / 2;
+    ResultLayout const layout{.width = volume.width(),
+                              .height = volume.height(),
+                              .bands = volume.layers(),
+                              .type = GDT_Float32,
+                              .georef = volume.georef(),
+                              .holeNodata = FloatNodata,
+                              .metadataFrom = volume.dataset()};
+    streamed(output, layout, {PreviewStyle::Ramp, middle}, [&](BandWriter& result) {
+        streamIso(volume, result, tiling, output.stream, context);
+    });
 }
 
 void commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options, Tiling const& tiling,

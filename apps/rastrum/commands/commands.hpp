@@ -7,6 +7,7 @@
 #include "io/raster_reader.hpp"
 #include "io/raster_writer.hpp"
 #include "mesh/mesh_file.hpp"
+#include "streaming/streamed_run.hpp"
 
 // The subcommands from file to file: read, run the operation, write. The
 // output is checked before any work is done, so a refused output costs nothing.
@@ -21,6 +22,8 @@ struct OutputArgs {
     std::string path;
     OutputOptions options;
     std::string preview; // a PNG picture of the result (--preview); empty: none
+    unsigned memoryMegabytes = 256; // --memory
+    StreamSettings stream;          // from memoryMegabytes
 };
 
 std::string commandInfo(InputArgs const& input, Tiling const& tiling);

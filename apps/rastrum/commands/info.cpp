@@ -8,6 +8,8 @@
 #include <sstream>
 
 #include "io/gdal_dataset.hpp"
+#include "io/raster_reader.hpp"
+#include "tiling/tiled_grid.hpp"
 
 namespace rastrum_host {
 namespace {
@@ -66,27 +68,33 @@ std::string describeRaster(std::string const& path, ReadOptions const& options, 
     out.precision(10);
     describeFile(out, path, options.terrainRgb ? 1 : options.band);
 
-    auto const input = readHeights(path, options);
-    auto const& heights = input.heights.values;
+    // Statistics a few hundred rows at a time, so that any size fits in memory.
+    HeightReader const reader(path, options);
     std::size_t holes = 0;
     std::size_t used = 0;
     double low = std::numeric_limits<double>::infinity();
     double high = -low;
     double sum = 0.0;
-    for (std::size_t i = 0; i < heights.size(); ++i) {
-        if (isHole(input.cellTypes[i])) {
-            ++holes;
-            continue;
+    std::uint32_t const chunk = 256;
+    for (std::uint32_t first = 0; first < reader.height(); first += chunk) {
+        auto const input = reader.read(first, std::min(chunk, reader.height() - first));
+        auto const& heights = input.heights.values;
+        for (std::size_t i = 0; i < heights.size(); ++i) {
+            if (isHole(input.cellTypes[i])) {
+                ++holes;
+                continue;
+            }
+            if (std::isnan(heights[i])) {
+                continue;
+            }
+            ++used;
+            low = std::min(low, double{heights[i]});
+            high = std::max(high, double{heights[i]});
+            sum += heights[i];
         }
-        if (std::isnan(heights[i])) {
-            continue;
-        }
-        ++used;
-        low = std::min(low, double{heights[i]});
-        high = std::max(high, double{heights[i]});
-        sum += heights[i];
     }
-    out << "Holes:       " << holes << " of " << heights.size() << " cells\n";
+    std::uint64_t const cells = std::uint64_t{reader.width()} * reader.height();
+    out << "Holes:       " << holes << " of " << cells << " cells\n";
     out << "Heights:     ";
     if (low <= high) {
         out << "min " << low << ", max " << high << ", mean " << sum / static_cast<double>(used) << " (data cells"
@@ -96,9 +104,10 @@ std::string describeRaster(std::string const& path, ReadOptions const& options, 
     }
 
     auto const overlap = tiling.overlap.value_or(0);
-    TiledGrid const plan({input.heights.width, input.heights.height, 1u}, GridPlacement{}, tiling.fragmentSize, overlap);
-    auto const& counts = plan.fragmentCounts();
-    out << "Fragments:   " << counts[0] << " x " << counts[1] << " = " << counts.product() << " of up to "
+    checkTiling(tiling.fragmentSize, overlap);
+    auto const columns = fragmentsAlong(reader.width(), tiling.fragmentSize, overlap);
+    auto const rows = fragmentsAlong(reader.height(), tiling.fragmentSize, overlap);
+    out << "Fragments:   " << columns << " x " << rows << " = " << columns * rows << " of up to "
         << tiling.fragmentSize << " x " << tiling.fragmentSize << " points, overlap " << overlap << '\n';
     return out.str();
 }

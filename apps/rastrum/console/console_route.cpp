@@ -1,14 +1,24 @@
 #include "console/console_route.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <mutex>
+#include <utility>
+#include <vector>
 
 #include "core/errors.hpp"
 
 namespace rastrum_host {
 namespace fs = std::filesystem;
+
+struct ConsoleRoute::Folded {
+    std::mutex mutex;
+    std::vector<std::pair<std::string, std::size_t>> lines; // in the order they first came, with their count
+};
 
 namespace {
 
@@ -67,10 +77,18 @@ ConsoleRoute::ConsoleRoute(std::string const& logPath, bool quiet, ProgressBar* 
         });
     } else if (quiet) {
         previous_ = Lumen::Console::setSink([](std::string const&) {});
-    } else if (bar) {
-        previous_ = Lumen::Console::setSink([bar](std::string const& line) { bar->writeLine(line); });
     } else {
-        previous_ = Lumen::Console::setSink({});
+        bar_ = bar;
+        folded_ = std::make_shared<Folded>();
+        previous_ = Lumen::Console::setSink([folded = folded_](std::string const& line) {
+            std::scoped_lock const lock(folded->mutex);
+            auto const same = std::ranges::find(folded->lines, line, &std::pair<std::string, std::size_t>::first);
+            if (same == folded->lines.end()) {
+                folded->lines.emplace_back(line, 1);
+            } else {
+                ++same->second;
+            }
+        });
     }
 }
 
@@ -80,6 +98,17 @@ ConsoleRoute::~ConsoleRoute() {
     if (made_ && log_->tellp() == 0) {
         log_.reset();
         fs::remove(logPath_, error); // a run refused before its first line leaves no log
+    }
+    if (!folded_) {
+        return;
+    }
+    for (auto const& [line, count] : folded_->lines) {
+        auto const text = count > 1 ? line + " (" + std::to_string(count) + " times)" : line;
+        if (bar_) {
+            bar_->writeLine(text);
+        } else {
+            std::fprintf(stderr, "%s\n", text.c_str());
+        }
     }
 }
 

@@ -12,7 +12,9 @@ namespace rastrum_host {
 
 // Sends the library's console lines, while alive, to a log file (--log), or
 // else to standard error unless quiet (-q). Lines for standard error go above
-// the progress bar, if one is given.
+// the progress bar, if one is given; there identical lines (the operations
+// repeat theirs per fragment) are folded into one with a count, printed in the
+// order they first came when the route ends.
 //
 // A log never replaces anything: lines are appended to an existing .log or
 // .txt file, or else a new file is made (and removed again when no line
@@ -31,6 +33,9 @@ public:
     ~ConsoleRoute();
 
 private:
+    struct Folded;
+    std::shared_ptr<Folded> folded_;
+    ProgressBar* bar_ = nullptr;
     std::shared_ptr<std::ofstream> log_;
     std::string logPath_;
     bool made_ = false; // the log is new: removed again when no line came

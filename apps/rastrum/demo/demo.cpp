@@ -104,7 +104,7 @@ void runDemo(DemoOptions const& options, RunContext const& context, std::ostream
     }
     auto const terrain = generateDemoTerrain(options.width, options.height, options.seed);
     auto const georef = demoGeoreference(terrain);
-    OutputOptions const writing{.format = "", .overwrite = options.overwrite};
+    OutputOptions const writing{.format = "", .overwrite = options.overwrite, .creationOptions = {}, .nodata = {}};
     auto const path = [&](char const* name) { return (folder / name).string(); };
 
     writeRaster(path("survey-2019.tif"), surveyRaster(terrain, terrain.before), georef, writing,
@@ -120,12 +120,12 @@ void runDemo(DemoOptions const& options, RunContext const& context, std::ostream
         holes += h != 0 ? 1 : 0;
     }
     std::uint64_t const cells = std::uint64_t{terrain.width} * terrain.height;
-    Tiling const tiling{.fragmentSize = options.fragmentSize, .overlap = std::nullopt};
+    Tiling const tiling{.fragmentSize = options.fragmentSize, .overlap = std::nullopt, .band = std::nullopt};
     InputArgs const before{path("survey-2019.tif"), {}};
     InputArgs const after{path("survey-2024.tif"), {}};
     InputArgs const difference{path("difference.tif"), {}};
     auto const output = [&](char const* name, char const* preview) {
-        return OutputArgs{path(name), writing, preview ? path(preview) : std::string()};
+        return OutputArgs{path(name), writing, preview ? path(preview) : std::string(), 256, {}};
     };
     auto const fragments = [&](std::uint64_t overlap, std::uint32_t layers) {
         TiledGrid const plan({terrain.width, terrain.height, layers}, GridPlacement{}, options.fragmentSize, overlap);

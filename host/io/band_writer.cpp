@@ -1,0 +1,156 @@
+#include "io/band_writer.hpp"
+
+#include <cpl_string.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <stdexcept>
+#include <vector>
+
+#include "core/errors.hpp"
+
+namespace rastrum_host {
+namespace {
+
+// A NULL-terminated list of GDAL options, freed with it.
+class OptionList {
+public:
+    explicit OptionList(std::vector<std::string> const& options) {
+        for (auto const& option : options) {
+            list_ = CSLAddString(list_, option.c_str());
+        }
+    }
+    OptionList(OptionList const&) = delete;
+    OptionList& operator=(OptionList const&) = delete;
+    ~OptionList() { CSLDestroy(list_); }
+    char** get() const { return list_; }
+
+private:
+    char** list_ = nullptr;
+};
+
+void carryMetadata(GDALDatasetH from, GDALDatasetH to, std::uint32_t bands) {
+    if (!from) {
+        return;
+    }
+    if (char const* area = GDALGetMetadataItem(from, GDALMD_AREA_OR_POINT, nullptr)) {
+        GDALSetMetadataItem(to, GDALMD_AREA_OR_POINT, area, nullptr);
+    }
+    for (std::uint32_t band = 1; band <= bands && static_cast<int>(band) <= GDALGetRasterCount(from); ++band) {
+        GDALRasterBandH const source = GDALGetRasterBand(from, static_cast<int>(band));
+        GDALRasterBandH const target = GDALGetRasterBand(to, static_cast<int>(band));
+        if (char** metadata = GDALGetMetadata(source, nullptr)) {
+            GDALSetMetadata(target, metadata, nullptr);
+        }
+        if (char const* unit = GDALGetRasterUnitType(source); unit && *unit) {
+            GDALSetRasterUnitType(target, unit);
+        }
+    }
+}
+
+} // namespace
+
+BandWriter::BandWriter(std::filesystem::path path, OutputOptions const& options, ResultLayout const& layout)
+    : path_(std::move(path)),
+      output_(path_, options.overwrite),
+      plan_(planOutput(path_, options, layout.type, static_cast<int>(layout.bands), layout.holeNodata)) {
+    GDALDriverH driver = plan_.driver;
+    std::vector<std::string> creation = plan_.creationOptions;
+    written_ = output_.tmpPath();
+    if (plan_.staged) {
+        driver = GDALGetDriverByName("GTiff");
+        creation = {"TILED=YES", "BIGTIFF=IF_SAFER"};
+        written_ += ".staged.tif";
+    }
+    OptionList const list(creation);
+    forgetWriteFailure();
+    dataset_.reset(GDALCreate(driver, written_.c_str(), static_cast<int>(layout.width), static_cast<int>(layout.height),
+                              static_cast<int>(layout.bands), layout.type, list.get()));
+    if (!dataset_) {
+        throw InputError(path_.string() + ": GDAL cannot create it as " + GDALGetDriverShortName(plan_.driver) + ": " +
+                         writeFailure());
+    }
+    auto const& georef = layout.georef;
+    if (georef.hasTransform) {
+        GDALSetGeoTransform(dataset_.get(), const_cast<double*>(georef.transform.data()));
+    }
+    if (!georef.crsWkt.empty()) {
+        GDALSetProjection(dataset_.get(), georef.crsWkt.c_str());
+    }
+    carryMetadata(layout.metadataFrom, dataset_.get(), layout.bands);
+    for (std::uint32_t band = 1; band <= layout.bands && plan_.nodata; ++band) {
+        GDALSetRasterNoDataValue(GDALGetRasterBand(dataset_.get(), static_cast<int>(band)), *plan_.nodata);
+    }
+    int blockWidth = 0;
+    int blockHeight = 0;
+    GDALGetBlockSize(GDALGetRasterBand(dataset_.get(), 1), &blockWidth, &blockHeight);
+    blockRows_ = static_cast<std::uint32_t>(std::max(blockHeight, 1));
+    height_ = layout.height;
+    pending_.resize(layout.bands);
+}
+
+template <class T>
+void BandWriter::write(Raster<T> const& band, std::uint32_t bandRow, std::uint32_t rows) {
+    std::size_t const rowBytes = std::size_t{band.width} * sizeof(T);
+    std::uint32_t const available = pendingRows_ + rows;
+    bool const last = rowsWritten_ + available >= height_;
+    std::uint32_t const flushed = last ? available : (rowsWritten_ + available) / blockRows_ * blockRows_ - rowsWritten_;
+    for (std::uint32_t b = 0; b < band.bands; ++b) {
+        auto& buffer = pending_[b];
+        auto const* first = reinterpret_cast<std::byte const*>(band.values.data() + band.index(0, bandRow, b));
+        buffer.insert(buffer.end(), first, first + rowBytes * rows);
+        if constexpr (std::is_floating_point_v<T>) {
+            if (plan_.nodata && !std::isnan(*plan_.nodata)) {
+                auto* values = reinterpret_cast<T*>(buffer.data() + rowBytes * pendingRows_);
+                for (std::size_t i = 0; i < std::size_t{band.width} * rows; ++i) {
+                    values[i] = std::isnan(values[i]) ? static_cast<T>(*plan_.nodata) : values[i];
+                }
+            }
+        }
+        forgetWriteFailure();
+        if (flushed > 0 && GDALRasterIO(GDALGetRasterBand(dataset_.get(), static_cast<int>(b) + 1), GF_Write, 0,
+                                        static_cast<int>(rowsWritten_), static_cast<int>(band.width),
+                                        static_cast<int>(flushed), buffer.data(), static_cast<int>(band.width),
+                                        static_cast<int>(flushed), gdalType<T>(), 0, 0) != CE_None) {
+            throw InputError(path_.string() + ": cannot be written: " + writeFailure());
+        }
+        buffer.erase(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(rowBytes * flushed));
+    }
+    rowsWritten_ += flushed;
+    pendingRows_ = available - flushed;
+}
+
+void BandWriter::commit() {
+    if (rowsWritten_ != height_) {
+        throw std::logic_error(path_.string() + ": " + std::to_string(height_ - rowsWritten_) + " rows not written");
+    }
+    forgetWriteFailure();
+    GDALFlushCache(dataset_.get());
+    if (CPLGetLastErrorType() == CE_Failure || CPLGetLastErrorType() == CE_Fatal) {
+        throw InputError(path_.string() + ": cannot be written: " + writeFailure());
+    }
+    if (plan_.staged) {
+        OptionList const list(plan_.creationOptions);
+        Dataset copy(GDALCreateCopy(plan_.driver, output_.tmpPath().c_str(), dataset_.get(), TRUE, list.get(), nullptr,
+                                    nullptr));
+        if (!copy) {
+            throw InputError(path_.string() + ": GDAL cannot write it as " + GDALGetDriverShortName(plan_.driver) +
+                             ": " + writeFailure());
+        }
+        copy.reset();
+        dataset_.reset();
+        GDALDeleteDataset(GDALGetDriverByName("GTiff"), written_.c_str());
+    }
+    dataset_.reset();
+    if (CPLGetLastErrorType() == CE_Failure || CPLGetLastErrorType() == CE_Fatal) {
+        throw InputError(path_.string() + ": GDAL failed to finish it: " + writeFailure());
+    }
+    output_.commit();
+}
+
+template void BandWriter::write<float>(Raster<float> const&, std::uint32_t, std::uint32_t);
+template void BandWriter::write<double>(Raster<double> const&, std::uint32_t, std::uint32_t);
+template void BandWriter::write<std::uint8_t>(Raster<std::uint8_t> const&, std::uint32_t, std::uint32_t);
+
+} // namespace rastrum_host

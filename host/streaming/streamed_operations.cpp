@@ -1,0 +1,186 @@
+#include "streaming/streamed_operations.hpp"
+
+#include <ogr_srs_api.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "core/errors.hpp"
+
+namespace rastrum_host {
+namespace {
+
+// What a fragment costs besides its cells: its arrays, fields and positions
+// (measured: tiny fragments cost about 1.7 KB each).
+std::uint64_t constexpr FragmentBytes = 2048;
+
+// Bytes a cell of a band costs while computed: the band read, its fragments'
+// fields (the input's and the result's) and their share of each fragment's
+// own cost, and the result stitched and written.
+std::uint64_t cellBytes(std::uint64_t input, std::uint64_t result, Tiling const& tiling, std::uint64_t overlap) {
+    auto const size = static_cast<double>(tiling.fragmentSize);
+    auto const step = size - static_cast<double>(std::min<std::uint64_t>(tiling.overlap.value_or(overlap),
+                                                                          tiling.fragmentSize - 1));
+    auto const copies = static_cast<std::uint64_t>(std::ceil(size * size / (step * step)));
+    auto const perFragment = static_cast<std::uint64_t>(std::ceil(static_cast<double>(FragmentBytes) / (step * step)));
+    return input + (input + result) * copies + 2 * result + perFragment;
+}
+
+StreamShape shapeOf(HeightReader const& reader, std::uint64_t overlap, std::uint64_t bytes) {
+    return {.width = reader.width(),
+            .height = reader.height(),
+            .northUp = placementOf(reader.georef(), reader.height(), reader.path()).northUp,
+            .overlap = overlap,
+            .cellBytes = bytes};
+}
+
+// A height operation from a band's input to its result raster.
+template <class Run>
+void streamHeights(HeightReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
+                   RunContext const& context, std::uint64_t overlap, std::uint64_t resultBytes, std::string const& label,
+                   Run const& run) {
+    auto const height = sizeof(float) + 1; // heights and cell-type codes
+    auto const shape = shapeOf(input, overlap, cellBytes(height, resultBytes, tiling, overlap));
+    streamBands(shape, tiling, settings, context, label, input.path(), [&](Band const& band, Tiling const& banded,
+                                                                           RunContext const& ctx, auto const& done) {
+        auto const heights = input.read(band.firstRow, band.rows);
+        done();
+        auto const result = run(heights, banded, ctx);
+        output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+        done();
+    });
+}
+
+} // namespace
+
+HeightInput wholeRaster(HeightReader const& reader) {
+    HeightInput whole;
+    whole.source = reader.path();
+    whole.heights.width = reader.width();
+    whole.heights.height = reader.height();
+    whole.georef = reader.georef();
+    return whole;
+}
+
+ResultLayout resultLayout(HeightReader const& reader, GDALDataType type, std::optional<double> holeNodata) {
+    return {.width = reader.width(),
+            .height = reader.height(),
+            .bands = 1,
+            .type = type,
+            .georef = reader.georef(),
+            .holeNodata = holeNodata,
+            .metadataFrom = reader.dataset()};
+}
+
+void streamMask(HeightReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
+                RunContext const& context) {
+    streamHeights(input, output, tiling, settings, context, 0, sizeof(float), "Mask",
+                  [](HeightInput const& in, Tiling const& t, RunContext const& c) { return runMask(in, t, c); });
+}
+
+void streamSmooth(HeightReader const& input, BandWriter& output, SmoothOptions const& options, Tiling const& tiling,
+                  StreamSettings const& settings, RunContext const& context) {
+    checkFragments(tiling, smoothNeeds(effectiveWindow(options.window)));
+    streamHeights(input, output, tiling, settings, context, effectiveWindow(options.window) - 1, sizeof(float),
+                  options.gaussian ? "Gaussian smoothing" : "Bilateral smoothing",
+                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runSmooth(in, options, t, c);
+                  });
+}
+
+namespace {
+
+// The gradient blanks the raster's edge rows, which a band cannot tell from
+// its own: with the overlap the stencil needs, a band's own edge rows belong
+// to its neighbours, but with less (--allow-seams) the raster is one band.
+StreamSettings gradientSettings(Tiling const& tiling, StreamSettings settings) {
+    if (overlapFor(tiling, SobelOverlap) < SobelOverlap) {
+        settings.memoryBytes = std::numeric_limits<std::uint64_t>::max();
+    }
+    return settings;
+}
+
+bool isGeographic(std::string const& wkt) {
+    OGRSpatialReferenceH const srs = wkt.empty() ? nullptr : OSRNewSpatialReference(wkt.c_str());
+    bool const geographic = srs && OSRIsGeographic(srs);
+    OSRDestroySpatialReference(srs);
+    return geographic;
+}
+
+} // namespace
+
+void streamSobel(HeightReader const& input, BandWriter& output, double slopeDegrees, bool keepPartial,
+                 Tiling const& tiling, StreamSettings const& settings, RunContext const& context) {
+    checkFragments(tiling, sobelNeeds());
+    streamHeights(input, output, tiling, gradientSettings(tiling, settings), context, SobelOverlap, sizeof(float),
+                  "Sobel", [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runSobel(in, slopeDegrees, t, c, keepPartial);
+                  });
+}
+
+void streamSlope(HeightReader const& input, BandWriter& output, SlopeOptions const& options, Tiling const& tiling,
+                 StreamSettings const& settings, RunContext const& context) {
+    checkFragments(tiling, sobelNeeds());
+    // Degrees of a geographic CRS are measured at the raster's centre latitude, which a band does not have.
+    auto banded = gradientSettings(tiling, settings);
+    if (!options.scale && isGeographic(input.georef().crsWkt)) {
+        banded.memoryBytes = std::numeric_limits<std::uint64_t>::max();
+    }
+    streamHeights(input, output, tiling, banded, context, SobelOverlap, sizeof(float), "Slope",
+                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runSlope(in, options, t, c);
+                  });
+}
+
+void streamOverwrite(HeightReader const& input, BandWriter& output, OverwriteOptions const& options,
+                     Tiling const& tiling, StreamSettings const& settings, RunContext const& context) {
+    streamHeights(input, output, tiling, settings, context, 0, 1, "Overwrite",
+                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runOverwrite(in, options, t, c);
+                  });
+}
+
+void streamCalc(Rastrum::Operandi::Operation operation, HeightReader const& first, HeightReader const& second,
+                BandWriter& output, Tiling const& tiling, StreamSettings const& settings, RunContext const& context) {
+    // Bands agree in height whatever the rasters do; runCalc checks the rest on each band.
+    if (first.height() != second.height() || first.width() != second.width()) {
+        auto const size = [](HeightReader const& r) {
+            return std::to_string(r.width()) + " x " + std::to_string(r.height());
+        };
+        throw InputError(first.path() + " and " + second.path() + " differ in size: " + size(first) + " against " +
+                         size(second) + " cells");
+    }
+    auto const heights = 2 * (sizeof(float) + 1);
+    auto const shape = shapeOf(first, 0, cellBytes(heights, sizeof(float) + 1, tiling, 0));
+    streamBands(shape, tiling, settings, context, "Raster arithmetic", first.path(),
+                [&](Band const& band, Tiling const& banded, RunContext const& ctx, auto const& done) {
+                    auto const a = first.read(band.firstRow, band.rows);
+                    auto const b = second.read(band.firstRow, band.rows);
+                    done();
+                    auto const result = runCalc(operation, a, b, banded, ctx);
+                    output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+                    done();
+                });
+}
+
+void streamIso(MarkerReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
+               RunContext const& context) {
+    checkFragments(tiling, isoNeeds());
+    auto const layers = input.layers();
+    StreamShape const shape{.width = input.width(),
+                            .height = input.height(),
+                            .northUp = placementOf(input.georef(), input.height(), input.path()).northUp,
+                            .overlap = IsoOverlap,
+                            .cellBytes = cellBytes(2 * layers, 4 * layers, tiling, IsoOverlap)};
+    streamBands(shape, tiling, settings, context, "Iso density", input.path(),
+                [&](Band const& band, Tiling const& banded, RunContext const& ctx, auto const& done) {
+                    auto const volume = input.read(band.firstRow, band.rows);
+                    done();
+                    auto const result = runIso(volume, banded, ctx);
+                    output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+                    done();
+                });
+}
+
+} // namespace rastrum_host

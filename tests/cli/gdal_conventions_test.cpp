@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include <cpl_conv.h>
+#include <cpl_vsi.h>
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "cli_support.hpp"
+#include "io/raster_reader.hpp"
+#include "terrain_fixture.hpp"
+
+using namespace cli_testing;
+
+namespace {
+
+class GdalConventions : public testing::Test {
+protected:
+    void SetUp() override {
+        writeRaster(dem, terrain(70, 50));
+        reference = run({"sobel", dem, folder / "reference.tif"});
+    }
+    RasterRead run(std::vector<std::string> arguments) {
+        auto const out = arguments[2];
+        auto const result = rastrum(arguments);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return readRaster(out);
+    }
+    TempFolder folder;
+    std::string const dem = folder / "dem.tif";
+    RasterRead reference;
+};
+
+void expectSameRaster(RasterRead const& a, RasterRead const& b) {
+    EXPECT_EQ(a.width, b.width);
+    EXPECT_EQ(a.height, b.height);
+    EXPECT_EQ(a.type, b.type);
+    EXPECT_EQ(a.transform, b.transform);
+    ASSERT_EQ(a.values.size(), b.values.size());
+    for (std::size_t i = 0; i < a.values.size(); ++i) {
+        // Holes are NaN or the format's nodata.
+        bool const holeA = std::isnan(a.values[i]) || a.values[i] == a.nodata;
+        bool const holeB = std::isnan(b.values[i]) || b.values[i] == b.nodata;
+        ASSERT_TRUE(holeA == holeB && (holeA || a.values[i] == b.values[i])) << "cell " << i;
+    }
+}
+
+} // namespace
+
+TEST_F(GdalConventions, VirtualFileSystemsOpenLikeFiles) {
+    auto const zip = "/vsizip/" + (folder / "dem.zip") + "/dem.tif";
+    for (auto const& name : {zip, std::string("/vsimem/dem.tif")}) {
+        ASSERT_EQ(CPLCopyFile(name.c_str(), dem.c_str()), 0) << name;
+    }
+    expectSameRaster(run({"sobel", zip, folder / "zipped.tif"}), reference);
+    // /vsimem/ lives in this process only.
+    rastrum_host::HeightReader const memory("/vsimem/dem.tif", {});
+    rastrum_host::HeightReader const file(dem, {});
+    auto const fromMemory = memory.read(3, 9).heights.values;
+    auto const fromFile = file.read(3, 9).heights.values;
+    ASSERT_EQ(fromMemory.size(), 70u * 9u);
+    EXPECT_TRUE(std::ranges::equal(fromMemory, fromFile, sameValue));
+    VSIUnlink("/vsimem/dem.tif");
+    auto const missing = rastrum({"sobel", "/vsizip/" + (folder / "none.zip") + "/x.tif", folder / "x.tif"});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.err.find("none.zip/x.tif: cannot be opened as a raster"), std::string::npos) << missing.err;
+}
+
+TEST_F(GdalConventions, GeoTiffsAreTiledAndCompressedUnlessCreationOptionsSayOtherwise) {
+    struct Case {
+        std::vector<std::string> options;
+        char const* compression;
+        int blockWidth;
+    };
+    for (auto const& c : std::vector<Case>{{{}, "ZSTD", 256},
+                                           {{"-co", "COMPRESS=DEFLATE", "-co", "BLOCKXSIZE=32", "-co", "BLOCKYSIZE=32"},
+                                            "DEFLATE", 32},
+                                           {{"-co", "TILED=NO", "-co", "COMPRESS=NONE"}, nullptr, 70}}) {
+        std::vector<std::string> arguments{"sobel", dem, folder / "co.tif", "--overwrite"};
+        arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+        expectSameRaster(run(arguments), reference);
+        GDALDatasetH const written = GDALOpen((folder / "co.tif").c_str(), GA_ReadOnly);
+        char const* compression = GDALGetMetadataItem(written, "COMPRESSION", "IMAGE_STRUCTURE");
+        EXPECT_EQ(compression ? std::string(compression) : "", c.compression ? c.compression : "");
+        int width = 0;
+        int height = 0;
+        GDALGetBlockSize(GDALGetRasterBand(written, 1), &width, &height);
+        EXPECT_EQ(width, c.blockWidth);
+        GDALClose(written);
+    }
+}
+
+TEST_F(GdalConventions, EveryOfferedFormatGivesTheResultBackAndOthersAreRefused) {
+    struct Format {
+        char const* driver;
+        char const* extension;
+        GDALDataType maskType; // an ASCII grid has no type: GDAL reads integers back as Int32
+    };
+    for (auto const& f : std::vector<Format>{{"GTiff", "tif", GDT_Byte}, {"COG", "tif", GDT_Byte},
+                                             {"AAIGrid", "asc", GDT_Int32}, {"ENVI", "bil", GDT_Byte},
+                                             {"EHdr", "flt", GDT_Byte}, {"HFA", "img", GDT_Byte},
+                                             {"GPKG", "gpkg", GDT_Byte}, {"netCDF", "nc", GDT_Byte},
+                                             {"PCIDSK", "pix", GDT_Byte}}) {
+        SCOPED_TRACE(f.driver);
+        auto const out = folder / (std::string("out-") + f.driver + "." + f.extension);
+        auto const read = run({"sobel", dem, out, "-of", f.driver});
+        expectSameRaster(read, reference);
+        EXPECT_TRUE(sameCrs(read.crsWkt, reference.crsWkt));
+        auto const mask = run({"mask", dem, out, "-of", f.driver, "--overwrite"});
+        EXPECT_EQ(mask.type, f.maskType);
+    }
+    for (auto const& [driver, name] : std::vector<std::pair<std::string, std::string>>{
+             {"VRT", "x.vrt"}, {"PNG", "x.png"}, {"XYZ", "x.xyz"}, {"MEM", "x.mem"}}) {
+        auto const refused = rastrum({"sobel", dem, folder / name, "-of", driver});
+        EXPECT_EQ(refused.status, 2) << driver;
+        EXPECT_NE(refused.err.find("would not give the result back unchanged"), std::string::npos) << refused.err;
+        EXPECT_FALSE(std::filesystem::exists(folder / name));
+    }
+}
+
+TEST_F(GdalConventions, ProgressOffATerminalIsGdalsDottedLineAndQuietSilencesIt) {
+    auto const shown = rastrum({"smooth", dem, folder / "s.tif", "--fragment-size", "16", "--memory", "1"});
+    EXPECT_EQ(shown.err, "0...10...20...30...40...50...60...70...80...90...100 - done.\n");
+    auto const quiet = rastrum({"sobel", dem, folder / "q.tif", "-q"});
+    EXPECT_EQ(quiet.err, "");
+}
+
+TEST_F(GdalConventions, ARunThatCannotFitInMemoryIsRefusedWithItsSizeAndNothingWritten) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "AddressSanitizer reserves more address space than any limit leaves";
+#endif
+    // 6000 x 6000 cells, sparse on disk: a band of whole 6000-point fragments needs more than 700 MB.
+    auto const big = folder / "big.tif";
+    GDALDatasetH const sparse = GDALCreate(GDALGetDriverByName("GTiff"), big.c_str(), 6000, 6000, 1, GDT_Float32,
+                                           nullptr);
+    GDALClose(sparse);
+    auto const line = "ulimit -v 700000; exec " + std::string(RASTRUM_CLI) + " sobel " + big + " " +
+                      (folder / "out.tif") + " -q --fragment-size 6000 2>" + (folder / "err.txt");
+    int const status = std::system(("sh -c '" + line + "'").c_str());
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
+    std::ifstream err(folder / "err.txt");
+    std::string const message{std::istreambuf_iterator<char>(err), {}};
+    EXPECT_NE(message.find("need about 1099 MB of memory"), std::string::npos) << message;
+    EXPECT_FALSE(std::filesystem::exists(folder / "out.tif"));
+}

@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cli_support.hpp"
+#include "io/raster_writer.hpp"
+#include "streaming/streamed_operations.hpp"
+#include "terrain_fixture.hpp"
+
+using namespace cli_testing;
+using namespace rastrum_host;
+
+namespace {
+
+using Whole = std::function<Raster<float>(HeightInput const&, HeightInput const&, Tiling const&)>;
+using Streamed = std::function<void(HeightReader const&, HeightReader const&, BandWriter&, Tiling const&,
+                                    StreamSettings const&)>;
+struct Operation {
+    std::string name;
+    GDALDataType type;
+    Whole whole;
+    Streamed streamed;
+};
+
+SmoothOptions const bilateral{.gaussian = false, .window = 7, .sigmaSpatial = 1.5, .sigmaRange = 3.0};
+OverwriteOptions const below{.ranges = {{-1e9, 1510.0}}, .invert = false, .value = 2};
+OutputOptions const replacing{.format = "", .overwrite = true, .creationOptions = {}, .nodata = {}};
+
+std::vector<Operation> operations() {
+    return {
+        {"mask", GDT_Byte, [](auto const& a, auto const&, auto const& t) { return runMask(a, t, {}); },
+         [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) { streamMask(a, w, t, s, {}); }},
+        {"smooth", GDT_Float32, [](auto const& a, auto const&, auto const& t) { return runSmooth(a, bilateral, t, {}); },
+         [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) { streamSmooth(a, w, bilateral, t, s, {}); }},
+        {"sobel", GDT_Float32, [](auto const& a, auto const&, auto const& t) { return runSobel(a, 30.0, t, {}); },
+         [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) {
+             streamSobel(a, w, 30.0, false, t, s, {});
+         }},
+        {"slope", GDT_Float32, [](auto const& a, auto const&, auto const& t) { return runSlope(a, {}, t, {}); },
+         [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) { streamSlope(a, w, {}, t, s, {}); }},
+        {"calc", GDT_Float32,
+         [](auto const& a, auto const& b, auto const& t) { return runCalc(Rastrum::Operandi::Subtract, a, b, t, {}); },
+         [](auto const& a, auto const& b, auto& w, auto const& t, auto const& s) {
+             streamCalc(Rastrum::Operandi::Subtract, a, b, w, t, s, {});
+         }},
+        {"overwrite", GDT_Byte,
+         [](auto const& a, auto const&, auto const& t) {
+             auto const codes = runOverwrite(a, below, t, {});
+             return Raster<float>{codes.width, codes.height, 1, {codes.values.begin(), codes.values.end()}};
+         },
+         [](auto const& a, auto const&, auto& w, auto const& t, auto const& s) { streamOverwrite(a, w, below, t, s, {}); }},
+    };
+}
+
+// Equal bit for bit, NaN to NaN; a few mismatches are listed.
+void expectIdentical(std::vector<double> const& streamed, std::vector<float> const& whole) {
+    ASSERT_EQ(streamed.size(), whole.size());
+    std::size_t mismatches = 0;
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+        double const w = whole[i];
+        bool const same = std::isnan(w) ? std::isnan(streamed[i]) : std::bit_cast<std::uint64_t>(w) ==
+                                                                       std::bit_cast<std::uint64_t>(streamed[i]);
+        if (!same && ++mismatches <= 3) {
+            ADD_FAILURE() << "cell " << i << ": streamed " << streamed[i] << ", whole " << w;
+        }
+    }
+    EXPECT_EQ(mismatches, 0u);
+}
+
+// Every operation on `first` (and `second` for calc), streamed in bands of
+// one fragment row and in one band larger than the raster, against its run
+// on the whole raster.
+void expectStreamingEqualsWhole(std::string const& first, std::string const& second, TempFolder const& folder) {
+    HeightReader const a(first, {});
+    HeightReader const b(second, {});
+    auto const wholeA = a.read(0, a.height());
+    auto const wholeB = b.read(0, b.height());
+    for (auto const& operation : operations()) {
+        for (std::uint64_t const fragment : {9u, 48u}) {
+            Tiling const tiling{.fragmentSize = fragment, .overlap = {}, .allowSeams = false, .band = {}};
+            auto const whole = operation.whole(wholeA, wholeB, tiling);
+            for (std::uint64_t const memory : {std::uint64_t{1}, std::uint64_t{1} << 40}) {
+                SCOPED_TRACE(operation.name + ", fragment " + std::to_string(fragment) + ", memory " +
+                             std::to_string(memory));
+                auto const out = folder / "streamed.tif";
+                auto const nodata = operation.type == GDT_Float32 ? std::optional(std::nan("")) : std::nullopt;
+                BandWriter writer(out, replacing, resultLayout(a, operation.type, nodata));
+                operation.streamed(a, b, writer, tiling, {.memoryBytes = memory});
+                writer.commit();
+                EXPECT_EQ(readRaster(out).type, operation.type);
+                expectIdentical(readRaster(out).values, whole.values);
+            }
+        }
+    }
+}
+
+} // namespace
+
+TEST(Streaming, EveryOperationEqualsTheWholeRasterRunOnGeneratedTerrain) {
+    TempFolder folder;
+    writeRaster(folder / "a.tif", terrain(131, 97));
+    writeRaster(folder / "b.tif", terrain(131, 97, 0.4));
+    expectStreamingEqualsWhole(folder / "a.tif", folder / "b.tif", folder);
+}
+
+TEST(Streaming, EveryOperationEqualsTheWholeRasterRunOnTheElevationSamples) {
+    if (!std::filesystem::is_directory(RASTRUM_DATA)) {
+        GTEST_SKIP() << "the shared elevation samples are not at " << RASTRUM_DATA;
+    }
+    TempFolder folder;
+    for (auto const& entry : std::filesystem::directory_iterator(RASTRUM_DATA)) {
+        if (entry.path().extension() == ".asc") {
+            SCOPED_TRACE(entry.path().string());
+            // calc takes the sample and its own smoothing, a second raster of the same grid.
+            auto const smoothed = folder / "smoothed.tif";
+            HeightReader const reader(entry.path().string(), {});
+            rastrum_host::writeRaster(smoothed, runSmooth(reader.read(0, reader.height()), bilateral, {}, {}),
+                                      reader.georef(), replacing, std::nan(""));
+            expectStreamingEqualsWhole(entry.path().string(), smoothed, folder);
+        }
+    }
+}
+
+TEST(Streaming, IsoEqualsTheWholeVolumeRun) {
+    TempFolder folder;
+    auto volume = uniform(37, 41, 4, GDT_UInt16, 0.0);
+    for (std::size_t i = 0; i < volume.values.size(); ++i) {
+        // Markers denser to the south, so that each fragment has a peak of its own.
+        volume.values[i] = (i * 7919) % 41 < (i / 37) % 41 ? 1.0 : 0.0;
+    }
+    volume.transform = TestTransform;
+    writeRaster(folder / "markers.tif", volume);
+    MarkerReader const reader(folder / "markers.tif");
+    Tiling const tiling{.fragmentSize = 12, .overlap = 10, .allowSeams = false, .band = {}};
+    auto const whole = runIso(reader.read(0, reader.height()), tiling, {});
+    for (std::uint64_t const memory : {std::uint64_t{1}, std::uint64_t{1} << 40}) {
+        auto const out = folder / "iso.tif";
+        BandWriter writer(out, replacing, {.width = 37, .height = 41, .bands = 4, .type = GDT_Float32,
+                                    .georef = reader.georef(), .holeNodata = std::nan(""), .metadataFrom = nullptr});
+        streamIso(reader, writer, tiling, {.memoryBytes = memory}, {});
+        writer.commit();
+        expectIdentical(readRaster(out).values, whole.values);
+    }
+}
