@@ -39,7 +39,8 @@ RASTRUM_EXPORT extern std::uint32_t const HOLE;
 // Gaussian, and each fragment is scaled to a peak of 1. The first field whose
 // name matches (exactly, else by containment) and is not a Sobel output is
 // used, for the rest of the call. Problems go to the console; the result is
-// "\nBroken Slice-Iterator" when a slice failed.
+// "\nBroken Slice-Iterator" when a slice failed. A progress sink that throws
+// ends the call with "Fragments left unfinished"; finished fragments stay.
 RASTRUM_EXPORT std::string gausSmoothingUniform3D(Velum::BundlePtr& bundle, std::string& fieldName,
                                                   Lumen::StrongPtr<Lumen::LoaderProgress> const& progress);
 
@@ -109,7 +110,9 @@ RASTRUM_EXPORT std::string rasterOperator(Velum::Grid const& first, Velum::Grid 
 // named gridName) into one triangle surface grid `surfaceName` in the slice
 // at `time` of `target`: a vertex per data cell, two triangles per square of
 // four data vertices, no triangles across fragment borders. With positive
-// spacing in x and y the triangles' normals point to negative z.
+// spacing in x and y the triangles' normals point to negative z. A progress
+// sink that throws ends the call with "Fragments left unfinished in
+// grid:<name>" and no surface.
 RASTRUM_EXPORT std::string raster3DtoTri(Velum::BundlePtr& source, Velum::BundlePtr& target, std::string& fieldName,
                                          std::string& surfaceName,
                                          Lumen::StrongPtr<Lumen::LoaderProgress> const& progress,

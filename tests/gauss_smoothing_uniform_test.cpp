@@ -104,6 +104,14 @@ TEST(GausSmoothingUniform3D, MatchingNamesSkipSobelOutputsAndStayForLaterGrids) 
     EXPECT_FALSE((*later.grid())("Mango_Iso")) << "\"Ma\" alone would have matched Mango first";
 }
 
+TEST(GausSmoothingUniform3D, AThrowingProgressSinkEndsTheCallWithAMessage) {
+    Index const points(3u, 3u, 3u);
+    auto const grid = markerGrid(points, points, "M", [](Index const&) { return 1; });
+    auto bundle = Velum::BundlePtr::create();
+    (*bundle)[0.0]->setGrid("g", grid.grid());
+    EXPECT_EQ(smooth(bundle, "M", Lumen::makeStrong<testing_support::ThrowingProgress>()), "Fragments left unfinished");
+}
+
 TEST(GausSmoothingUniform3D, AMissingInputLeavesAnEmptyOutputAndBreaksTheIteration) {
     Index const points(3u, 3u, 3u);
     auto const grid = markerGrid(points, points, "Other", [](Index const&) { return 0; });

@@ -102,6 +102,15 @@ TEST(Raster3DtoTri, TwoOverlappingFragmentsWithAHoleGiveTheHandWorkedMesh) {
                                                               {"Applying Sobel to current Fragment #", 1, 2}}));
 }
 
+TEST(Raster3DtoTri, AThrowingProgressSinkEndsTheCallWithAMessageAndNoSurface) {
+    Triangulation call;
+    call.put(1.0, "g", heightRaster(testing_support::layoutOf(Index(4u, 4u, 1u), Index(4u, 4u, 1u)), allData));
+    auto const cancel = Lumen::makeStrong<testing_support::ThrowingProgress>();
+    EXPECT_EQ(Rastrum::raster3DtoTri(call.source, call.target, call.field, call.surfaceName, cancel, "", 1.0),
+              "Fragments left unfinished in grid:g");
+    EXPECT_FALSE(call.surface(1.0).triangles());
+}
+
 TEST(Raster3DtoTri, NothingToTriangulateGivesSizeZeroAndNoGrid) {
     Triangulation call;
     // Fragments one column wide: vertices, but no square.

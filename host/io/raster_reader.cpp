@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <string>
 #include <vector>
@@ -29,6 +30,39 @@ std::vector<T> readRows(GDALRasterBandH band, std::uint32_t firstRow, std::uint3
 }
 
 std::string bandText(std::string const& path, int band) { return path + ": band " + std::to_string(band); }
+
+// Heights are computed in single precision. A wider band is read as doubles
+// and narrowed, refusing what narrowing would silently change beyond rounding:
+// values past Float32's range (they would become infinities) and integers past
+// 2^24 (they would step by 2 or more). Cells the nodata mask flags are not
+// heights and pass unchecked.
+std::vector<float> heightRows(GDALRasterBandH band, std::uint32_t firstRow, std::uint32_t rows,
+                              std::vector<std::uint8_t> const& nodata, std::string const& what) {
+    auto const type = GDALGetRasterDataType(band);
+    if (GDALGetDataTypeSizeBits(type) <= 16 || type == GDT_Float32) {
+        return readRows<float>(band, firstRow, rows, GDT_Float32, what);
+    }
+    auto const wide = readRows<double>(band, firstRow, rows, GDT_Float64, what);
+    bool const integers = GDALDataTypeIsInteger(type) != 0;
+    auto const width = static_cast<std::size_t>(GDALGetRasterBandXSize(band));
+    std::vector<float> heights(wide.size());
+    for (std::size_t i = 0; i < wide.size(); ++i) {
+        double const value = wide[i];
+        bool const outOfRange = std::isfinite(value) && std::abs(value) > std::numeric_limits<float>::max();
+        heights[i] = outOfRange ? std::numeric_limits<float>::quiet_NaN() : static_cast<float>(value);
+        bool const inexact = integers && static_cast<double>(heights[i]) != value;
+        if (nodata[i] == 0 && (outOfRange || inexact)) {
+            char text[32];
+            std::snprintf(text, sizeof text, "%.17g", value);
+            throw InputError(what + " (" + GDALGetDataTypeName(type) + "): cell " + std::to_string(i % width) + ", " +
+                             std::to_string(firstRow + i / width) + " holds " + text + ", which " +
+                             (outOfRange ? "lies beyond single precision's range"
+                                         : "single precision cannot hold exactly (integers up to 16777216)") +
+                             "; heights are computed in single precision. Declare it nodata, or rescale the raster");
+        }
+    }
+    return heights;
+}
 
 // 1 where GDAL's mask band of `band` marks a cell as nodata.
 std::vector<std::uint8_t> nodataOf(GDALRasterBandH band, std::uint32_t firstRow, std::uint32_t rows,
@@ -123,10 +157,9 @@ HeightInput HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) const
     input.georef = rowsGeoreference(georef_, firstRow);
     input.heights.width = width_;
     input.heights.height = rows;
-    input.heights.values = options_.terrainRgb
-                               ? terrainRgbHeights(ds, firstRow, rows, path_)
-                               : readRows<float>(band, firstRow, rows, GDT_Float32, bandText(path_, band_));
     auto const nodata = nodataOf(band, firstRow, rows, path_);
+    input.heights.values = options_.terrainRgb ? terrainRgbHeights(ds, firstRow, rows, path_)
+                                               : heightRows(band, firstRow, rows, nodata, bandText(path_, band_));
     input.cellTypes = codes_ ? readRows<std::uint8_t>(GDALGetRasterBand(codes_.get(), 1), firstRow, rows, GDT_Byte,
                                                       "--cell-types " + options_.cellTypesPath)
                              : std::vector<std::uint8_t>(nodata.size(), DataCell);

@@ -124,8 +124,13 @@ std::string gausSmoothingUniform3D(Velum::BundlePtr& bundle, std::string& fieldN
     SmoothingSettings settings{fieldName, MARKER_KERNEL_SIZE, {0.0, 0.0, 0.0}};
     std::string message;
     SliceIterator iterator(&bundle, &settings, &message, &progress);
-    if (!bundle->iterate(iterator, Velum::ParameterList())) {
-        return "\nBroken Slice-Iterator";
+    try {
+        if (!bundle->iterate(iterator, Velum::ParameterList())) {
+            return "\nBroken Slice-Iterator";
+        }
+    } catch (...) {
+        // A progress sink that throws (a cancelled run) ends the walk; finished fragments stay.
+        return "Fragments left unfinished";
     }
     return "";
 }

@@ -115,12 +115,19 @@ std::string raster3DtoTri(Velum::BundlePtr& source, Velum::BundlePtr& target, st
         return frame::BUNDLE_REFUSED;
     }
     Run run{"", fieldName, progress, {}, {}};
-    frame::forEachSliceAt(*source, time, frame::TimeMatch::Exact, frame::SliceLog::Silent,
-                          [&](Velum::Slice const& slice) {
-                              frame::forEachGrid(slice, gridName, [&](std::string const& name, auto const& grid) {
-                                  return visitGrid(run, name, grid);
+    std::string current;
+    try {
+        frame::forEachSliceAt(*source, time, frame::TimeMatch::Exact, frame::SliceLog::Silent,
+                              [&](Velum::Slice const& slice) {
+                                  frame::forEachGrid(slice, gridName, [&](std::string const& name, auto const& grid) {
+                                      current = name;
+                                      return visitGrid(run, name, grid);
+                                  });
                               });
-                          });
+    } catch (...) {
+        // A progress sink that throws (a cancelled run) ends the walk; no surface is made.
+        return "Fragments left unfinished in grid:" + current;
+    }
     if (run.vertices.empty() || run.triangles.empty()) {
         return "size of triangulation is zero";
     }
