@@ -67,6 +67,21 @@ RasterOnDisk uniform(int width, int height, int bands, GDALDataType type, double
     return raster;
 }
 
+RasterOnDisk terrain(int width, int height, double tilt) {
+    auto raster = uniform(width, height, 1, GDT_Float32, 0.0);
+    raster.transform = TestTransform;
+    raster.crsWkt = utmWkt();
+    raster.nodata = Nodata;
+    for (int row = 0; row < height; ++row) {
+        for (int x = 0; x < width; ++x) {
+            bool const hole = (x * 7 + row * 13) % 29 == 0 || (x >= 5 && x < 9 && row >= 3 && row < 6);
+            double const h = 1500.0 + 20.0 * std::sin(0.3 * x) + (0.8 + tilt) * row + ((x * 31 + row * 17) % 11) * 0.37;
+            raster.values[static_cast<std::size_t>(x + width * row)] = hole ? Nodata : static_cast<float>(h);
+        }
+    }
+    return raster;
+}
+
 void writeRaster(std::string const& path, RasterOnDisk const& raster, char const* driver) {
     GDALAllRegister();
     GDALDatasetH const memory =
@@ -138,8 +153,6 @@ bool sameCrs(std::string const& a, std::string const& b) {
     OSRDestroySpatialReference(second);
     return same;
 }
-
-std::string utmWkt() { return epsgWkt(32613); }
 
 std::string epsgWkt(int code) {
     OGRSpatialReferenceH const srs = OSRNewSpatialReference(nullptr);

@@ -43,6 +43,12 @@ struct RasterOnDisk {
 };
 // A raster of one value everywhere, without georeferencing.
 RasterOnDisk uniform(int width, int height, int bands, GDALDataType type, double value);
+
+inline std::array<double, 6> const TestTransform{477000.0, 2.0, 0.0, 4412000.0, 0.0, -2.0};
+inline double constexpr Nodata = -9999.0;
+// Rolling Float32 heights with a rough texture, in a projected CRS; nodata on
+// a diagonal pattern and in a block, as a survey with dropouts and a gap.
+RasterOnDisk terrain(int width, int height, double tilt = 0.0);
 void writeRaster(std::string const& path, RasterOnDisk const& raster, char const* driver = "GTiff");
 
 // Everything GDAL tells about a raster: size, georeferencing, nodata, values.
@@ -60,10 +66,8 @@ struct RasterRead {
 RasterRead readRaster(std::string const& path);
 
 bool sameCrs(std::string const& a, std::string const& b);
-
 std::string epsgWkt(int code);
-// A projected CRS for the test rasters.
-std::string utmWkt();
+inline std::string utmWkt() { return epsgWkt(32613); }
 
 struct Run {
     int status = -1;

@@ -13,7 +13,6 @@
 #include "cli_support.hpp"
 #include "operations/operations.hpp"
 #include "io/raster_reader.hpp"
-#include "terrain_fixture.hpp"
 
 using namespace cli_testing;
 

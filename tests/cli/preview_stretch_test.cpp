@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "temp_dir.hpp"
+#include "cli_support.hpp"
 
 namespace {
 
@@ -52,7 +52,7 @@ struct Picture {
     }
 };
 
-Picture render(GDALDatasetH source, PreviewStyle style, TempDir const& dir) {
+Picture render(GDALDatasetH source, PreviewStyle style, cli_testing::TempFolder const& dir) {
     auto const png = dir.path() / "preview.png";
     rastrum_host::renderPreview(source, 1, style, png);
     Dataset const picture(GDALOpen(png.c_str(), GA_ReadOnly));
@@ -74,7 +74,7 @@ Picture render(GDALDatasetH source, PreviewStyle style, TempDir const& dir) {
 // darkening the rest; holes take a colour nothing else does; the legend bar
 // below the map runs from one end colour to the other.
 TEST(PreviewStretch, PercentileRampHoleColourAndLegend) {
-    TempDir const dir;
+    cli_testing::TempFolder const dir;
     Dataset const ramp = memoryRaster(24, 16, [](int c, int r) {
         return c == 0 && r == 0 ? nodata : c == 23 && r == 15 ? 1e6 : c + 0.5 * r;
     });
@@ -93,7 +93,7 @@ TEST(PreviewStretch, PercentileRampHoleColourAndLegend) {
 }
 
 TEST(PreviewStretch, DivergingIsWhiteAtZeroAndLongSidesShrinkTo2048) {
-    TempDir const dir;
+    cli_testing::TempFolder const dir;
     Dataset const change = memoryRaster(24, 16, [](int c, int r) { return r == 0 ? (c == 0 ? -4.0 : 0.0) : 2.0; });
     auto const diverging = render(change.get(), PreviewStyle::Diverging, dir);
     EXPECT_EQ(diverging.at(5, 0), (Rgb{247, 247, 247}));

@@ -10,7 +10,6 @@
 #include "cli_support.hpp"
 #include "io/raster_writer.hpp"
 #include "streaming/streamed_operations.hpp"
-#include "terrain_fixture.hpp"
 
 using namespace cli_testing;
 using namespace rastrum_host;
