@@ -35,6 +35,18 @@ std::string contents(fs::path const& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+std::vector<std::string> elevationSamples() {
+    std::vector<std::string> found;
+    std::error_code missing;
+    for (auto const& entry : fs::directory_iterator(RASTRUM_DATA, missing)) {
+        if (entry.path().extension() == ".asc") {
+            found.push_back(entry.path().string());
+        }
+    }
+    std::ranges::sort(found);
+    return found;
+}
+
 TempFolder::TempFolder() {
     static std::atomic<int> counter{0};
     path_ = fs::temp_directory_path() /
@@ -86,25 +98,18 @@ void writeRaster(std::string const& path, RasterOnDisk const& raster, char const
     GDALAllRegister();
     GDALDatasetH const memory =
         GDALCreate(GDALGetDriverByName("MEM"), "", raster.width, raster.height, raster.bands, raster.type, nullptr);
-    std::size_t const cells = static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height);
-    for (int band = 0; band < raster.bands; ++band) {
-        auto* values = const_cast<double*>(raster.values.data() + cells * static_cast<std::size_t>(band));
-        GDALRasterBandH const handle = GDALGetRasterBand(memory, band + 1);
-        if (GDALRasterIO(handle, GF_Write, 0, 0, raster.width, raster.height, values, raster.width, raster.height,
-                         GDT_Float64, 0, 0) != CE_None) {
-            throw std::runtime_error("cannot fill a test raster");
-        }
-        if (raster.nodata) {
-            GDALSetRasterNoDataValue(handle, *raster.nodata);
-        }
+    if (GDALDatasetRasterIO(memory, GF_Write, 0, 0, raster.width, raster.height, const_cast<double*>(raster.values.data()),
+                            raster.width, raster.height, GDT_Float64, raster.bands, nullptr, 0, 0, 0) != CE_None) {
+        throw std::runtime_error("cannot fill a test raster");
+    }
+    for (int band = 1; raster.nodata && band <= raster.bands; ++band) {
+        GDALSetRasterNoDataValue(GDALGetRasterBand(memory, band), *raster.nodata);
     }
     if (raster.transform) {
         auto transform = *raster.transform;
         GDALSetGeoTransform(memory, transform.data());
     }
-    if (!raster.crsWkt.empty()) {
-        GDALSetProjection(memory, raster.crsWkt.c_str());
-    }
+    GDALSetProjection(memory, raster.crsWkt.c_str());
     GDALDatasetH const written =
         GDALCreateCopy(GDALGetDriverByName(driver), path.c_str(), memory, FALSE, nullptr, nullptr, nullptr);
     if (!written) {
@@ -129,17 +134,11 @@ RasterRead readRaster(std::string const& path) {
     read.crsWkt = GDALGetProjectionRef(dataset);
     int hasNodata = 0;
     double const nodata = GDALGetRasterNoDataValue(GDALGetRasterBand(dataset, 1), &hasNodata);
-    if (hasNodata) {
-        read.nodata = nodata;
-    }
-    std::size_t const cells = static_cast<std::size_t>(read.width) * static_cast<std::size_t>(read.height);
-    read.values.resize(cells * static_cast<std::size_t>(read.bands));
-    for (int band = 0; band < read.bands; ++band) {
-        if (GDALRasterIO(GDALGetRasterBand(dataset, band + 1), GF_Read, 0, 0, read.width, read.height,
-                         read.values.data() + cells * static_cast<std::size_t>(band), read.width, read.height,
-                         GDT_Float64, 0, 0) != CE_None) {
-            throw std::runtime_error("cannot read " + path);
-        }
+    read.nodata = hasNodata ? std::optional(nodata) : std::nullopt;
+    read.values.resize(static_cast<std::size_t>(read.width) * static_cast<std::size_t>(read.height * read.bands));
+    if (GDALDatasetRasterIO(dataset, GF_Read, 0, 0, read.width, read.height, read.values.data(), read.width,
+                            read.height, GDT_Float64, read.bands, nullptr, 0, 0, 0) != CE_None) {
+        throw std::runtime_error("cannot read " + path);
     }
     GDALClose(dataset);
     return read;

@@ -83,6 +83,9 @@ Run rastrum(std::vector<std::string> const& arguments, std::string const& around
 void expectRefused(std::vector<std::string> const& arguments, std::vector<std::string> const& said,
                    std::string const& around = "{}");
 
+// The shared elevation samples (.asc files), sorted; none where they are missing.
+std::vector<std::string> elevationSamples();
+
 std::string contents(std::filesystem::path const& path);
 
 // Equal, counting NaN as equal to NaN.
