@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -33,6 +34,20 @@ std::string quoted(std::string const& argument) {
 std::string contents(fs::path const& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void expectSameValues(std::vector<double> const& actual, std::vector<double> const& expected, std::string const& what) {
+    ASSERT_EQ(actual.size(), expected.size()) << what;
+    int mismatches = 0;
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+        bool const same = std::isnan(expected[i]) ? std::isnan(actual[i])
+                                                  : std::bit_cast<std::uint64_t>(actual[i]) ==
+                                                        std::bit_cast<std::uint64_t>(expected[i]);
+        if (!same && ++mismatches <= 3) {
+            ADD_FAILURE() << what << ": cell " << i << " is " << actual[i] << ", expected " << expected[i];
+        }
+    }
+    EXPECT_EQ(mismatches, 0) << what;
 }
 
 std::vector<std::string> elevationSamples() {

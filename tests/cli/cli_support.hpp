@@ -90,5 +90,8 @@ std::string contents(std::filesystem::path const& path);
 
 // Equal, counting NaN as equal to NaN.
 inline bool sameValue(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
+// Expects the same values bit for bit (any NaN matching any NaN); the first few mismatches are listed.
+void expectSameValues(std::vector<double> const& actual, std::vector<double> const& expected,
+                      std::string const& what = "");
 
 } // namespace cli_testing
