@@ -8,12 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 namespace cli_testing {
@@ -63,11 +61,8 @@ std::vector<std::string> elevationSamples() {
 }
 
 TempFolder::TempFolder() {
-    static std::atomic<int> counter{0};
-    path_ = fs::temp_directory_path() /
-            ("rastrum-cli-test-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-    fs::remove_all(path_);
-    fs::create_directories(path_);
+    std::string name = (fs::temp_directory_path() / "rastrum-cli-test-XXXXXX").string();
+    path_ = ::mkdtemp(name.data());
 }
 
 TempFolder::~TempFolder() {
@@ -85,13 +80,8 @@ std::vector<std::string> TempFolder::entries() const {
 }
 
 RasterOnDisk uniform(int width, int height, int bands, GDALDataType type, double value) {
-    RasterOnDisk raster;
-    raster.width = width;
-    raster.height = height;
-    raster.bands = bands;
-    raster.type = type;
-    raster.values.assign(static_cast<std::size_t>(width * height * bands), value);
-    return raster;
+    return {width, height, bands, type, std::vector<double>(static_cast<std::size_t>(width * height * bands), value), {},
+            {}, {}};
 }
 
 RasterOnDisk terrain(int width, int height, double tilt) {

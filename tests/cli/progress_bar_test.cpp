@@ -16,39 +16,22 @@
 
 namespace {
 
-// Everything written to a FILE*, kept in memory.
-class CapturedStream {
-public:
-    CapturedStream() : stream_(open_memstream(&buffer_, &size_)) {}
-    CapturedStream(CapturedStream const&) = delete;
-    CapturedStream& operator=(CapturedStream const&) = delete;
-    ~CapturedStream() {
-        std::fclose(stream_);
-        std::free(buffer_);
-    }
-    std::FILE* stream() const { return stream_; }
-    std::string text() {
-        std::fflush(stream_);
-        return {buffer_, size_};
-    }
-
-private:
-    char* buffer_ = nullptr;
-    std::size_t size_ = 0;
-    std::FILE* stream_;
-};
-
 using rastrum_host::ProgressBar;
 
 // What a bar on `drawn`'s stream shows for `calls`, its destructor ending the open line.
 std::string drawn(std::function<void(ProgressBar&)> const& calls,
                   ProgressBar::Drawing drawing = ProgressBar::Drawing::Always) {
-    CapturedStream out;
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const stream = open_memstream(&text, &size);
     {
-        ProgressBar bar(out.stream(), drawing);
+        ProgressBar bar(stream, drawing);
         calls(bar);
     }
-    return out.text();
+    std::fclose(stream);
+    std::string shown(text, size);
+    std::free(text);
+    return shown;
 }
 
 TEST(ProgressBar, DrawsOneLineRewrittenPerReport) {
