@@ -135,7 +135,8 @@ RasterRead readRaster(std::string const& path) {
     read.height = GDALGetRasterYSize(dataset);
     read.bands = GDALGetRasterCount(dataset);
     read.type = GDALGetRasterDataType(GDALGetRasterBand(dataset, 1));
-    read.hasTransform = GDALGetGeoTransform(dataset, read.transform.data()) == CE_None;
+    std::array<double, 6> transform{};
+    read.transform = GDALGetGeoTransform(dataset, transform.data()) == CE_None ? std::optional(transform) : std::nullopt;
     read.crsWkt = GDALGetProjectionRef(dataset);
     int hasNodata = 0;
     double const nodata = GDALGetRasterNoDataValue(GDALGetRasterBand(dataset, 1), &hasNodata);

@@ -30,7 +30,7 @@ private:
     std::filesystem::path path_;
 };
 
-// A raster to put on disk: band values in file order (row 0 north).
+// A raster on disk: band values in file order (row 0 north).
 struct RasterOnDisk {
     int width = 0;
     int height = 0;
@@ -51,18 +51,8 @@ inline double constexpr Nodata = -9999.0;
 RasterOnDisk terrain(int width, int height, double tilt = 0.0);
 void writeRaster(std::string const& path, RasterOnDisk const& raster, char const* driver = "GTiff");
 
-// Everything GDAL tells about a raster: size, georeferencing, nodata, values.
-struct RasterRead {
-    int width = 0;
-    int height = 0;
-    int bands = 0;
-    GDALDataType type = GDT_Unknown;
-    std::array<double, 6> transform{};
-    bool hasTransform = false;
-    std::string crsWkt;
-    std::optional<double> nodata;
-    std::vector<double> values; // all bands, file order
-};
+// Everything GDAL tells about a raster: size, georeferencing, nodata (of band 1), values.
+using RasterRead = RasterOnDisk;
 RasterRead readRaster(std::string const& path);
 
 bool sameCrs(std::string const& a, std::string const& b);

@@ -145,7 +145,7 @@ TEST(Demo, RunsEveryOperationIntoOneFolderWhoseRastersOpenWithGdal) {
         if (entry.path().extension() == ".tif") {
             SCOPED_TRACE(entry.path().filename().string());
             auto const raster = readRaster(entry.path().string());
-            EXPECT_TRUE(raster.width == 96 && raster.height == 64 && raster.hasTransform);
+            EXPECT_TRUE(raster.width == 96 && raster.height == 64 && raster.transform);
         }
     }
     EXPECT_EQ(readRaster(out + "/deposits-density.tif").bands, 4);
