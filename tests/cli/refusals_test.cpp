@@ -50,7 +50,7 @@ protected:
         writeRaster(folder / "rgb16.tif", uniform(40, 30, 3, GDT_UInt16, 300.0));
         writeRaster(folder / "other.asc", terrain(8, 8), "AAIGrid");
         std::ofstream(folder / "notes.txt") << "not a raster\n";
-        for (auto const* name : {"taken.tif", "taken.png", "taken.ply", "run.log"}) {
+        for (auto const* name : {"taken.tif", "taken.png", "taken.ply", "run.log", "x.bin", "grad.prj", "g2.hdr"}) {
             std::ofstream(folder / name) << "an earlier file\n";
         }
     }
@@ -152,6 +152,10 @@ TEST_F(Refusals, OutputsInAnUnknownFormatATakenOrUnwritablePlaceOrAFullDisk) {
         {{"sobel", dem, out, "--preview", folder / "taken.png"}, {"taken.png", "--overwrite"}},
         {{"mesh", dem, folder / "surface.stl"}, {"surface.stl", ".ply"}},
         {{"mesh", dem, folder / "taken.ply"}, {"taken.ply", "--overwrite"}},
+        // Side files are never replaced either.
+        {{"mesh", dem, folder / "x.gltf"}, {"x.bin", "--overwrite"}},
+        {{"sobel", dem, folder / "grad.asc"}, {"grad.prj", "--overwrite"}},
+        {{"mask", dem, folder / "g2.bil", "-of", "ENVI"}, {"g2.hdr", "--overwrite"}},
         {{"info", dem}, {"standard output", "No space left"}, "{} >/dev/full"},
         {{"sobel", big, out, "-q"}, {out, "File too large"}, fileSizeLimit},
         {{"sobel", big, folder / "out.asc", "-q"}, {folder / "out.asc", "File too large"}, fileSizeLimit},
