@@ -5,9 +5,7 @@
 #include <array>
 #include <cmath>
 #include <fstream>
-#include <limits>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -47,9 +45,10 @@ RasterOnDisk holeFree(int width, int height) {
 // The output's name; "z.obj" is written with --up z.
 class MeshFiles : public ::testing::TestWithParam<std::string> {};
 
-// Every format, read back by Assimp: one vertex per cell, triangles only
-// between neighbouring cells and as many as the grid's squares hold, vertices at the cells' georeferenced positions once the recorded origin is
-// added back and the format's axes undone, with triangles and normals facing up.
+// Every format, read back by Assimp: one vertex per cell, at the cell's
+// georeferenced position once the recorded origin is added back and the
+// format's axes undone; triangles only between neighbouring cells, as many as
+// the grid's squares hold, facing up like the normals.
 TEST_P(MeshFiles, OnePieceAtTheCellsFacingUp) {
     TempFolder folder;
     auto const raster = holeFree(24, 20);
