@@ -32,6 +32,7 @@ void registerVolumeOperations(std::uint64_t n);
 std::string scharrPeer(std::uint64_t n, int threads);
 std::string gaussianPeer(std::uint64_t n, int threads);
 std::string bilateralPeer(std::uint64_t n, int threads);
+std::string wideBilateralPeer(std::uint64_t n, int threads);
 std::string maskPeer(std::uint64_t n, int threads);
 std::string differencePeer(std::uint64_t n, int threads);
 

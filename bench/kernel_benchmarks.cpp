@@ -111,8 +111,8 @@ void registerRasterKernels(std::uint64_t n) {
                 [n](benchmark::State& state) {
                     auto const& survey = surveys(n).later;
                     for (auto _ : state) {
-                        std::vector<Tensa::PhysicalSpace::point> vertices;
-                        std::vector<Velum::Triangle> triangles;
+                        Velum::ArrayStorage<Tensa::PhysicalSpace::point> vertices;
+                        Velum::ArrayStorage<Velum::Triangle> triangles;
                         Rastrum::triangulateFragment(survey.height.data(), survey.codes.data(), n, n, 1,
                                                      {0.0, 0.0, 1.0, 1.0}, tables.HOLE_CELL_TYPES, vertices,
                                                      triangles);

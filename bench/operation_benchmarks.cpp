@@ -1,5 +1,6 @@
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Rastrum.hpp"
 #include "benchmarks.hpp"
@@ -57,18 +58,31 @@ void registerLayout(std::uint64_t n, std::uint64_t fragment, int team) {
                     }
                 });
 
-    // Smoothing writes every fragment of its output field anew.
-    for (bool const gaussianOnly : {false, true}) {
-        auto const name = gaussianOnly ? "bilateralSmoothing[gaussian]" : "bilateralSmoothing[bilateral]";
-        auto const peer = gaussianOnly ? gaussianPeer(n, 1) : bilateralPeer(n, 1);
-        addMeasured(operationName(name, n, fragment), cells, serial(peer, traffic::SMOOTHING),
-                    [n, fragment, gaussianOnly](benchmark::State& state) {
+    // Smoothing writes every fragment of its output field anew; the wide
+    // window only at the largest size, where it is compared.
+    struct Smoothing {
+        char const* name;
+        std::string peer;
+        bool gaussianOnly;
+        unsigned window;
+        double sigmaSpatial;
+    };
+    std::vector<Smoothing> smoothings{
+        {"bilateralSmoothing[bilateral]", bilateralPeer(n, team), false, WINDOW, SIGMA_SPATIAL},
+        {"bilateralSmoothing[gaussian]", gaussianPeer(n, team), true, WINDOW, SIGMA_SPATIAL}};
+    if (n == RASTER_SIZES.back()) {
+        smoothings.push_back({"bilateralSmoothing[bilateral,window31]", wideBilateralPeer(n, team), false,
+                              WIDE_WINDOW, WIDE_SIGMA_SPATIAL});
+    }
+    for (auto const& s : smoothings) {
+        addMeasured(operationName(s.name, n, fragment), cells, parallel(s.peer, traffic::SMOOTHING),
+                    [n, fragment, s](benchmark::State& state) {
                         auto& grid = *surveyGrids(n, fragment).later.grid();
-                        std::string const output = gaussianOnly ? "Height_Gaussian" : "Height_Bilateral";
+                        std::string const output = s.gaussianOnly ? "Height_Gaussian" : "Height_Bilateral";
                         for (auto _ : state) {
-                            if (failed(state, Rastrum::bilateralSmoothing(grid, "Height", output, WINDOW,
-                                                                          SIGMA_SPATIAL, SIGMA_RANGE, 0,
-                                                                          gaussianOnly, nullptr))) {
+                            if (failed(state, Rastrum::bilateralSmoothing(grid, "Height", output, s.window,
+                                                                          s.sigmaSpatial, SIGMA_RANGE, 0,
+                                                                          s.gaussianOnly, nullptr))) {
                                 break;
                             }
                         }
@@ -78,7 +92,7 @@ void registerLayout(std::uint64_t n, std::uint64_t fragment, int team) {
     // The result grid and target bundle are made fresh, and the previous ones
     // freed, outside the timing.
     addMeasured(operationName("rasterOperator", n, fragment), cells,
-                serial(differencePeer(n, 1), traffic::DIFFERENCE), [n, fragment](benchmark::State& state) {
+                parallel(differencePeer(n, team), traffic::DIFFERENCE), [n, fragment](benchmark::State& state) {
                     auto const& grids = surveyGrids(n, fragment);
                     std::unique_ptr<Velum::Grid> result;
                     bool hasData = false;

@@ -45,6 +45,11 @@ std::string bilateralPeer(std::uint64_t n, int threads) {
                            [](Bilateral& p, SurveyPair const& s) { p(heightImage(s.later)); });
 }
 
+std::string wideBilateralPeer(std::uint64_t n, int threads) {
+    return peer<WideBilateral>("bilateralFilter d=" + std::to_string(WIDE_WINDOW), n, threads, traffic::SMOOTHING,
+                               [](WideBilateral& p, SurveyPair const& s) { p(heightImage(s.later)); });
+}
+
 std::string maskPeer(std::uint64_t n, int threads) {
     return peer<DataMask>("inRange+convertTo", n, threads, traffic::MASK,
                           [](DataMask& p, SurveyPair const& s) { p(codeImage(s.later)); });

@@ -42,7 +42,7 @@ cv::Mat GaussianFilter2D::libraryKernel() {
 void GaussianFilter2D::operator()(cv::Mat const& height) { cv::filter2D(height, result, CV_32F, kernel); }
 
 void Bilateral::operator()(cv::Mat const& height) {
-    cv::bilateralFilter(height, result, static_cast<int>(WINDOW), SIGMA_RANGE, SIGMA_SPATIAL);
+    cv::bilateralFilter(height, result, diameter, SIGMA_RANGE, sigmaSpatial);
 }
 
 void DataMask::operator()(cv::Mat const& codes) {

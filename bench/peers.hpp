@@ -2,6 +2,7 @@
 
 #include <opencv2/core.hpp>
 
+#include "settings.hpp"
 #include "terrain.hpp"
 
 // OpenCV's counterparts of the library's raster operations, on whole
@@ -28,8 +29,18 @@ struct GaussianFilter2D {
 
 // bilateralFilter with d = the shared window and the shared sigmas.
 struct Bilateral {
+    int diameter = static_cast<int>(WINDOW);
+    double sigmaSpatial = SIGMA_SPATIAL;
     cv::Mat result;
     void operator()(cv::Mat const& height);
+};
+
+// bilateralFilter with d = the wide window and its spatial sigma.
+struct WideBilateral : Bilateral {
+    WideBilateral() {
+        diameter = static_cast<int>(WIDE_WINDOW);
+        sigmaSpatial = WIDE_SIGMA_SPATIAL;
+    }
 };
 
 // The data mask as floats: 1 where the code is 0 or 4, else 0. A two-sided

@@ -1,5 +1,7 @@
 #include "registry.hpp"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <cstring>
 #include <set>
@@ -48,7 +50,11 @@ std::string memcpyBound(std::uint64_t cells, unsigned traffic, int threads) {
 
 void addMeasured(std::string const& name, std::uint64_t cells, Comparison const& comparison, Body body) {
     add(name, [cells, comparison, body = std::move(body)](benchmark::State& state) {
+        // The library's kernels share a fragment among the default team.
+        int const before = omp_get_max_threads();
+        omp_set_num_threads(comparison.threads);
         body(state);
+        omp_set_num_threads(before);
         countCells(state, cells, comparison.threads, comparison.traffic);
         state.SetLabel("peer=" + comparison.peer + ";bound=" + comparison.bound);
     });

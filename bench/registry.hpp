@@ -35,7 +35,7 @@ struct Comparison {
 };
 
 // Registers a measured benchmark whose body runs the timing loop over
-// `cells` cells; it reports cells per second, the compared rows in its label
+// `cells` cells on the comparison's thread count; it reports cells per second, the compared rows in its label
 // ("peer=...;bound=..."), its thread count and its bytes per cell.
 void addMeasured(std::string const& name, std::uint64_t cells, Comparison const& comparison, Body body);
 

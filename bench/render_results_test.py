@@ -60,14 +60,14 @@ class RenderResults(unittest.TestCase):
         self.assertEqual(len(found), 1, f"{parts} in {found}")
         return [cell.strip() for cell in found[0].strip("|").split("|")]
 
-    def test_target_against_half_the_bound_uses_the_medians(self):
+    def test_target_against_the_bound_uses_the_medians(self):
         rows = (repeated(PEER, 4e9) + repeated(BOUND, 2e9) + measured(WHOLE, 0.9e9, PEER, BOUND)
-                + measured(TILED, 1.1e9, PEER, BOUND))
+                + measured(TILED, 1.3e9, PEER, BOUND))
         lines = self.render(rows)
-        self.assertEqual(self.line(lines, "binaryOperator ≥ 0.5", "one fragment")[2:],
+        self.assertEqual(self.line(lines, "binaryOperator ≥ 0.6", "one fragment")[2:],
                          ["900 M", "2 G", "0.45", "not met"])
-        self.assertEqual(self.line(lines, "binaryOperator ≥ 0.5", "fragments of 256")[2:],
-                         ["1.1 G", "2 G", "0.55", "met"])
+        self.assertEqual(self.line(lines, "binaryOperator ≥ 0.6", "fragments of 256")[2:],
+                         ["1.3 G", "2 G", "0.65", "met"])
         self.assertEqual(self.line(lines, "sobelOperator", "one fragment")[-1], "not measured")
 
     def test_operation_rows_pair_peer_and_bound_from_the_label(self):
@@ -83,7 +83,7 @@ class RenderResults(unittest.TestCase):
         lines = self.render(measured(WHOLE, 1.5e9, PEER, BOUND) + [failed],
                             baseline_rows=measured(WHOLE, 0.5e9, PEER, BOUND), load=3.0)
         self.assertEqual(self.line(lines, "| 4096 | one fragment")[-2:], ["500 M", "3.00"])
-        self.assertEqual(self.line(lines, "binaryOperator ≥ 0.5", "fragments of 256")[-1], "failed")
+        self.assertEqual(self.line(lines, "binaryOperator ≥ 0.6", "fragments of 256")[-1], "failed")
         self.assertIn(f"- `{TILED}`: Found no cell type field:CellType", lines)
         self.assertTrue(any("Preliminary" in line for line in lines))
 

@@ -19,5 +19,8 @@ inline constexpr std::uint64_t VOLUME_FRAGMENT = 64;
 inline constexpr unsigned WINDOW = 5;
 inline constexpr double SIGMA_SPATIAL = 1.5;
 inline constexpr double SIGMA_RANGE = 2.0;
+// The wide bilateral window, measured at the largest raster size only.
+inline constexpr unsigned WIDE_WINDOW = 31;
+inline constexpr double WIDE_SIGMA_SPATIAL = 5.0;
 
 } // namespace bench

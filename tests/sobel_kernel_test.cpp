@@ -31,8 +31,9 @@ TEST(SobelKernel, MatchesThePointByPointStencilBitForBitOnRandomData) {
         std::uint64_t nx, ny, nz;
     };
     // Rows shorter than, equal to and longer than the vector groups, with
-    // tails; several layers; fragments with no interior at all.
-    for (auto const shape : {Shape{37, 11, 2}, Shape{3, 3, 1}, Shape{10, 4, 1}, Shape{18, 3, 3}, Shape{67, 9, 1},
+    // tails; several layers, also enough for the team to share across a layer
+    // edge; fragments with no interior at all.
+    for (auto const shape : {Shape{37, 11, 2}, Shape{21, 30, 3}, Shape{3, 3, 1}, Shape{10, 4, 1}, Shape{18, 3, 3}, Shape{67, 9, 1},
                              Shape{2, 5, 1}, Shape{5, 2, 1}, Shape{1, 1, 1}}) {
         auto const n = shape.nx * shape.ny * shape.nz;
         std::vector<float> h(n);

@@ -6,6 +6,7 @@
 #include "bilateral/bilateral_lanes.hpp"
 #include "bilateral/narrowing.hpp"
 #include "bilateral/smoothing_filters.hpp"
+#include "frame/team_split.hpp"
 
 namespace Rastrum {
 namespace {
@@ -55,8 +56,8 @@ void bilateralFilter(T const* input, unsigned char const* cellTypes, FragmentSha
     std::copy_n(input, nx * ny * nz, result);
     auto const sx = static_cast<std::int64_t>(nx);
     auto const sy = static_cast<std::int64_t>(ny);
-    for (std::uint64_t k = 0; k < nz; ++k) {
-        for (std::int64_t j = 0; j < sy; ++j) {
+    auto const smoothRows = [&](std::uint64_t k, std::int64_t firstRow, std::int64_t endRow) {
+        for (std::int64_t j = firstRow; j < endRow; ++j) {
             for (std::int64_t i = 0; i < sx; ++i) {
                 auto const at = static_cast<std::size_t>((static_cast<std::int64_t>(k) * sy + j) * sx + i);
                 if (excluded[cellTypes[at]]) {
@@ -79,6 +80,11 @@ void bilateralFilter(T const* input, unsigned char const* cellTypes, FragmentSha
                 result[at] = narrow<T>(static_cast<double>(sum) / weights);
             }
         }
+    };
+    for (std::uint64_t k = 0; k < nz; ++k) {
+        frame::splitAcrossTeam(ny, 4, [&](std::uint64_t first, std::uint64_t end) {
+            smoothRows(k, static_cast<std::int64_t>(first), static_cast<std::int64_t>(end));
+        });
     }
 }
 

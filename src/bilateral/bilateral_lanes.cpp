@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "frame/team_split.hpp"
 #include "simd/exp_lanes.hpp"
 #include "simd/lanes.hpp"
 
@@ -22,6 +23,9 @@ struct Offset {
 // is also the weight of p for centre q. Layer 0 therefore weighs each pair
 // once, at the centre whose offset points forward (a later row, or later in
 // the same row), and the centre at the other end looks it up.
+// Lane groups of columns handed to a thread at least.
+constexpr std::uint64_t GROUPS_PER_GRAIN = 8;
+
 bool pointsForward(Offset o) { return o.dj > 0 || (o.dj == 0 && o.di > 0); }
 
 template <class T>
@@ -92,11 +96,12 @@ public:
         neighbours_.reserve(window_.size());
     }
 
-    [[gnu::always_inline]] void run() {
-        for (std::int64_t x0 = 0; x0 < f_.nx;) {
-            std::int64_t x1 = std::min(f_.nx, x0 + strip_);
-            if (f_.nx - x1 < LANES) {
-                x1 = f_.nx;
+    // The centres of columns [first, end), at least LANES of them.
+    [[gnu::always_inline]] void run(std::int64_t first, std::int64_t end) {
+        for (std::int64_t x0 = first; x0 < end;) {
+            std::int64_t x1 = std::min(end, x0 + strip_);
+            if (end - x1 < LANES) {
+                x1 = end;
             }
             for (std::int64_t k = 0; k < f_.nz; ++k) {
                 runStrip(k, x0, x1 - x0);
@@ -345,20 +350,23 @@ private:
     std::vector<Neighbour> neighbours_;
 };
 
+// The filter of the centres in columns [first, end), at least a lane group.
 template <class T>
-using FragmentFilter = void (*)(Fragment<T> const&, Weighting const&);
+using FragmentFilter = void (*)(Fragment<T> const&, Weighting const&, std::int64_t, std::int64_t);
 
 template <class T>
-[[gnu::target("avx512f")]] void filterAvx512(Fragment<T> const& fragment, Weighting const& weighting) {
-    BilateralRows<T, 8, 4>(fragment, weighting).run();
+[[gnu::target("avx512f")]] void filterAvx512(Fragment<T> const& fragment, Weighting const& weighting,
+                                             std::int64_t first, std::int64_t end) {
+    BilateralRows<T, 8, 4>(fragment, weighting).run(first, end);
 }
 template <class T>
-[[gnu::target("avx2")]] void filterAvx2(Fragment<T> const& fragment, Weighting const& weighting) {
-    BilateralRows<T, 4, 4>(fragment, weighting).run();
+[[gnu::target("avx2")]] void filterAvx2(Fragment<T> const& fragment, Weighting const& weighting, std::int64_t first,
+                                        std::int64_t end) {
+    BilateralRows<T, 4, 4>(fragment, weighting).run(first, end);
 }
 template <class T>
-void filterBaseline(Fragment<T> const& fragment, Weighting const& weighting) {
-    BilateralRows<T, 2, 4>(fragment, weighting).run();
+void filterBaseline(Fragment<T> const& fragment, Weighting const& weighting, std::int64_t first, std::int64_t end) {
+    BilateralRows<T, 2, 4>(fragment, weighting).run(first, end);
 }
 
 } // namespace
@@ -388,7 +396,13 @@ bool bilateralLanes(T const* input, unsigned char const* cellTypes, FragmentShap
                                static_cast<std::int64_t>(shape.nz),
                                result};
     Weighting const weighting{half, spatial, 0.5 / (sigmaRange * sigmaRange), codes};
-    filter(fragment, weighting);
+    // Column blocks of whole lane groups go to the threads of the team; the
+    // last block takes the columns left over.
+    auto const groups = shape.nx / lanes;
+    frame::splitAcrossTeam(groups, GROUPS_PER_GRAIN, [&](std::uint64_t begin, std::uint64_t end) {
+        auto const last = end == groups ? shape.nx : end * lanes;
+        filter(fragment, weighting, static_cast<std::int64_t>(begin * lanes), static_cast<std::int64_t>(last));
+    });
     return true;
 }
 

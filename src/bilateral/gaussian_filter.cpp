@@ -5,6 +5,7 @@
 
 #include "bilateral/narrowing.hpp"
 #include "bilateral/smoothing_filters.hpp"
+#include "frame/team_split.hpp"
 #include "simd/lanes.hpp"
 
 namespace Rastrum {
@@ -126,13 +127,14 @@ struct RingSmoother {
         }
     }
 
-    [[gnu::always_inline]] void run(CellTypeTable const& excluded) {
+    // The window rows j in [first, end), centred on rows j + half.
+    [[gnu::always_inline]] void run(CellTypeTable const& excluded, std::uint64_t first, std::uint64_t end) {
         constexpr std::size_t GROUPS = 8;
         auto const interior = plane.nx - 2 * window.half;
-        for (std::uint64_t j = 0; j + 1 < window.size; ++j) {
+        for (std::uint64_t j = first; j + 1 < first + window.size; ++j) {
             fillRow(j);
         }
-        for (std::uint64_t j = 0; j + 2 * window.half < plane.ny; ++j) {
+        for (std::uint64_t j = first; j < end; ++j) {
             fillRow(j + window.size - 1);
             std::uint64_t i = 0;
             for (; i + GROUPS * LANES <= interior; i += GROUPS * LANES) {
@@ -156,23 +158,27 @@ struct RingSmoother {
     }
 };
 
+// Smooths the window rows [first, end) of a layer.
 template <class T>
-using LayerSmoother = void (*)(Plane<T> const&, Window const&, CellTypeTable const&, simd::CodeSet const&);
+using LayerSmoother = void (*)(Plane<T> const&, Window const&, CellTypeTable const&, simd::CodeSet const&,
+                               std::uint64_t, std::uint64_t);
 
 template <class T>
 [[gnu::target("avx512f")]] void smoothLayerAvx512(Plane<T> const& plane, Window const& window,
-                                                  CellTypeTable const& excluded, simd::CodeSet const& codes) {
-    RingSmoother<T, 8>(plane, window, codes).run(excluded);
+                                                  CellTypeTable const& excluded, simd::CodeSet const& codes,
+                                                  std::uint64_t first, std::uint64_t end) {
+    RingSmoother<T, 8>(plane, window, codes).run(excluded, first, end);
 }
 template <class T>
 [[gnu::target("avx2")]] void smoothLayerAvx2(Plane<T> const& plane, Window const& window,
-                                             CellTypeTable const& excluded, simd::CodeSet const& codes) {
-    RingSmoother<T, 4>(plane, window, codes).run(excluded);
+                                             CellTypeTable const& excluded, simd::CodeSet const& codes,
+                                             std::uint64_t first, std::uint64_t end) {
+    RingSmoother<T, 4>(plane, window, codes).run(excluded, first, end);
 }
 template <class T>
 void smoothLayerBaseline(Plane<T> const& plane, Window const& window, CellTypeTable const& excluded,
-                         simd::CodeSet const& codes) {
-    RingSmoother<T, 2>(plane, window, codes).run(excluded);
+                         simd::CodeSet const& codes, std::uint64_t first, std::uint64_t end) {
+    RingSmoother<T, 2>(plane, window, codes).run(excluded, first, end);
 }
 
 template <class T>
@@ -191,8 +197,8 @@ LayerSmoother<T> layerSmoother() {
 // Integer types narrow through the wrapping conversion, one centre at a time.
 template <class T>
 void smoothLayerScalar(Plane<T> const& plane, Window const& window, CellTypeTable const& excluded,
-                       simd::CodeSet const&) {
-    for (std::uint64_t j = 0; j + 2 * window.half < plane.ny; ++j) {
+                       simd::CodeSet const&, std::uint64_t first, std::uint64_t end) {
+    for (std::uint64_t j = first; j < end; ++j) {
         for (std::uint64_t i = 0; i + 2 * window.half < plane.nx; ++i) {
             auto const at = (j + window.half) * plane.nx + i + window.half;
             plane.result[at] =
@@ -247,7 +253,9 @@ void gaussianFilter(T const* input, unsigned char const* cellTypes, FragmentShap
         auto const offset = k * nx * ny;
         Plane<T> const plane{input + offset, cellTypes + offset, nx, ny, result + offset};
         copyBand(plane, half);
-        smooth(plane, window, excluded, codes);
+        frame::splitAcrossTeam(ny - 2 * half, 4, [&](std::uint64_t first, std::uint64_t end) {
+            smooth(plane, window, excluded, codes, first, end);
+        });
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <omp.h>
+
 #include <atomic>
 #include <cstdint>
 #include <exception>
@@ -34,6 +36,25 @@ bool forEachFragmentInParallel(std::uint32_t count, Body&& body) {
         }
     }
     return !failed.load();
+}
+
+// Runs body(i) for i in [0, count): in parallel over fragments when there
+// are at least as many as threads, else one fragment after another in order,
+// the kernels then sharing each fragment's rows among the team. False when an
+// exception stopped the loop, as above.
+template <class Body>
+bool forEachFragment(std::uint32_t count, Body&& body) {
+    if (count >= static_cast<std::uint32_t>(omp_get_max_threads())) {
+        return forEachFragmentInParallel(count, body);
+    }
+    try {
+        for (std::uint32_t i = 0; i < count; ++i) {
+            body(i);
+        }
+    } catch (...) {
+        return false;
+    }
+    return true;
 }
 
 // Runs a framework call under the one global lock (OpenMP's unnamed critical

@@ -47,7 +47,7 @@ bool computeFragments(Velum::FragmentedUniformGrid3D const& view, Velum::Field c
                       std::vector<Velum::MultiIndex<3>> const& fragments, Velum::Field& result,
                       WalkRequest const& request, char const* progressText, Kernel const& kernel) {
     auto const count = static_cast<std::uint32_t>(fragments.size());
-    return forEachFragmentInParallel(count, [&](std::uint32_t i) {
+    return forEachFragment(count, [&](std::uint32_t i) {
         auto const fragment = view.getFragmentID(fragments[i]);
         if (!fragment) {
             return;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "Velum/RegularlyFragmentedGrid.hpp"
 #include "frame/bundle_walk.hpp"
 #include "frame/cell_types.hpp"
+#include "frame/team_split.hpp"
 #include "raster/raster_kernels.hpp"
 
 namespace Rastrum {
@@ -26,6 +28,22 @@ struct ResultFields {
     FieldPtr cellTypes;
     FieldPtr height;
 };
+
+// Cells handed to a thread at least: a 256 x 256 fragment splits in four.
+constexpr std::uint64_t CELLS_PER_GRAIN = 16384;
+
+// Whether kernel(begin, end) is true for some block of [0, count), the blocks
+// shared among the team.
+template <class Kernel>
+bool anyBlock(std::uint64_t count, Kernel const& kernel) {
+    std::atomic<bool> any{false};
+    frame::splitAcrossTeam(count, CELLS_PER_GRAIN, [&](std::uint64_t begin, std::uint64_t end) {
+        if (kernel(begin, end)) {
+            any.store(true, std::memory_order_relaxed);
+        }
+    });
+    return any.load(std::memory_order_relaxed);
+}
 
 Lumen::StrongPtr<Velum::MemBase> dataAt(FieldPtr const& field, Index const& index) {
     return field->getData(field->getFragmentID(index));
@@ -48,8 +66,10 @@ bool tryCombine(Operandi::Operation operation, Velum::MemBase const& a, Velum::M
         return false;
     }
     auto out = Lumen::makeStrong<Velum::MemArray<3, RasterResult<In>>>(first->Size(), Velum::uninitialised);
-    bool const nonZero = combineRasters<In>(operation, first->data(), second->data(), mask->data(), out->data(),
-                                            out->count(), cellTypes.HOLE_CELL_TYPES);
+    bool const nonZero = anyBlock(out->count(), [&](std::uint64_t begin, std::uint64_t end) {
+        return combineRasters<In>(operation, first->data() + begin, second->data() + begin, mask->data() + begin,
+                                  out->data() + begin, end - begin, cellTypes.HOLE_CELL_TYPES);
+    });
     auto const fragment = result.positions->getFragmentID(index);
     auto& cache = Lumen::Cache::MemCache();
     if (!nonZero) {
@@ -86,8 +106,10 @@ void combineFragment(FieldPtr const& a, FieldPtr const& b, FieldPtr const& ca, F
     }
     // The mask is handed to the result as it is, unless no cell holds data.
     auto const mask = Lumen::makeStrong<Codes>(firstCodes->Size(), Velum::uninitialised);
-    if (!mergeCellTypes(firstCodes->data(), secondCodes->data(), mask->data(), mask->count(),
-                        cellTypes.DATA_CELL_TYPES)) {
+    if (!anyBlock(mask->count(), [&](std::uint64_t begin, std::uint64_t end) {
+            return mergeCellTypes(firstCodes->data() + begin, secondCodes->data() + begin, mask->data() + begin,
+                                  end - begin, cellTypes.DATA_CELL_TYPES);
+        })) {
         return dropPositions();
     }
     // Floating types first, then the integer types; int is tried last.

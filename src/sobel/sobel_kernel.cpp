@@ -6,12 +6,16 @@
 #include <cstddef>
 #include <vector>
 
+#include "frame/team_split.hpp"
 #include "simd/lanes.hpp"
 
 namespace Rastrum {
 namespace {
 
 SobelKernels const kernels;
+
+// Rows handed to a thread at least; fewer do not pay for waking it.
+constexpr std::uint64_t ROWS_PER_GRAIN = 16;
 
 // Products in single precision, sums in double.
 struct GradientSums {
@@ -131,13 +135,15 @@ template <int W>
     simd::store(out, narrowed);
 }
 
+// The interior rows r in [first, end) of one layer, 1 <= first < end <= ny - 1.
 template <int W>
-[[gnu::always_inline]] inline void interiorRows(Layer const& layer, CellTypeTable const& flagged) {
+[[gnu::always_inline]] inline void interiorRows(Layer const& layer, CellTypeTable const& flagged, std::uint64_t first,
+                                                std::uint64_t end) {
     auto const nx = layer.nx;
     std::array<RowProducts, 3> ring{RowProducts(nx), RowProducts(nx), RowProducts(nx)};
-    fillRow<W>(layer, 0, ring[0]);
-    fillRow<W>(layer, 1, ring[1]);
-    for (std::uint64_t b = 0; b + 2 < layer.ny; ++b) {
+    fillRow<W>(layer, first - 1, ring[(first - 1) % 3]);
+    fillRow<W>(layer, first, ring[first % 3]);
+    for (std::uint64_t b = first - 1; b + 1 < end; ++b) {
         fillRow<W>(layer, b + 2, ring[(b + 2) % 3]);
         std::array<RowProducts const*, 3> const rows{&ring[b % 3], &ring[(b + 1) % 3], &ring[(b + 2) % 3]};
         float* out = layer.magnitude + (b + 1) * nx + 1;
@@ -152,24 +158,30 @@ template <int W>
     }
 }
 
-[[gnu::target("avx512f")]] void interiorRowsAvx512(Layer const& layer, CellTypeTable const& flagged) {
-    interiorRows<8>(layer, flagged);
-}
-[[gnu::target("avx2")]] void interiorRowsAvx2(Layer const& layer, CellTypeTable const& flagged) {
-    interiorRows<4>(layer, flagged);
-}
-void interiorRowsBaseline(Layer const& layer, CellTypeTable const& flagged) { interiorRows<2>(layer, flagged); }
+using InteriorRows = void (*)(Layer const&, CellTypeTable const&, std::uint64_t, std::uint64_t);
 
-// Zero on the first and last row and column of a layer, which have no stencil.
-void zeroBorder(float* magnitude, std::uint64_t nx, std::uint64_t ny) {
-    if (nx == 0 || ny == 0) {
-        return;
-    }
-    std::fill_n(magnitude, nx, 0.0f);
-    std::fill_n(magnitude + (ny - 1) * nx, nx, 0.0f);
-    for (std::uint64_t b = 1; b + 1 < ny; ++b) {
-        magnitude[b * nx] = 0.0f;
-        magnitude[b * nx + nx - 1] = 0.0f;
+[[gnu::target("avx512f")]] void interiorRowsAvx512(Layer const& layer, CellTypeTable const& flagged,
+                                                   std::uint64_t first, std::uint64_t end) {
+    interiorRows<8>(layer, flagged, first, end);
+}
+[[gnu::target("avx2")]] void interiorRowsAvx2(Layer const& layer, CellTypeTable const& flagged, std::uint64_t first,
+                                              std::uint64_t end) {
+    interiorRows<4>(layer, flagged, first, end);
+}
+void interiorRowsBaseline(Layer const& layer, CellTypeTable const& flagged, std::uint64_t first, std::uint64_t end) {
+    interiorRows<2>(layer, flagged, first, end);
+}
+
+// Zero where rows [first, end) of a layer have no stencil: the first and last
+// row and column.
+void zeroBorder(float* magnitude, std::uint64_t nx, std::uint64_t ny, std::uint64_t first, std::uint64_t end) {
+    for (std::uint64_t b = first; b < end; ++b) {
+        if (b == 0 || b + 1 == ny) {
+            std::fill_n(magnitude + b * nx, nx, 0.0f);
+        } else {
+            magnitude[b * nx] = 0.0f;
+            magnitude[b * nx + nx - 1] = 0.0f;
+        }
     }
 }
 
@@ -177,8 +189,11 @@ void zeroBorder(float* magnitude, std::uint64_t nx, std::uint64_t ny) {
 
 void sobelMagnitude(float const* height, unsigned char const* cellTypes, std::uint64_t nx, std::uint64_t ny,
                     std::uint64_t nz, CellTypeTable const& flagged, float* magnitude) {
+    if (nx == 0 || ny == 0) {
+        return;
+    }
     simd::CodeSet const isFlagged(flagged);
-    auto const interior = [] {
+    auto const interior = []() -> InteriorRows {
         switch (simd::instructionSet()) {
         case simd::InstructionSet::Avx512:
             return &interiorRowsAvx512;
@@ -189,13 +204,21 @@ void sobelMagnitude(float const* height, unsigned char const* cellTypes, std::ui
         }
         return &interiorRowsBaseline;
     }();
-    for (std::uint64_t c = 0; c < nz; ++c) {
-        auto const offset = c * nx * ny;
-        zeroBorder(magnitude + offset, nx, ny);
-        if (nx >= 3 && ny >= 3) {
-            interior(Layer{height + offset, cellTypes + offset, nx, ny, &isFlagged, magnitude + offset}, flagged);
+    // Rows of every layer in one range, so that thin layers share the team too.
+    frame::splitAcrossTeam(nz * ny, ROWS_PER_GRAIN, [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t c = begin / ny; c * ny < end; ++c) {
+            auto const offset = c * nx * ny;
+            auto const first = std::max(begin, c * ny) - c * ny;
+            auto const last = std::min(end, (c + 1) * ny) - c * ny;
+            zeroBorder(magnitude + offset, nx, ny, first, last);
+            auto const innerFirst = std::max<std::uint64_t>(first, 1);
+            auto const innerEnd = std::min(last, ny - 1);
+            if (nx >= 3 && innerFirst < innerEnd) {
+                interior(Layer{height + offset, cellTypes + offset, nx, ny, &isFlagged, magnitude + offset}, flagged,
+                         innerFirst, innerEnd);
+            }
         }
-    }
+    });
 }
 
 float sobelSlopeThreshold(double slopeDegrees, double dx) {

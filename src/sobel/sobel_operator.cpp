@@ -124,7 +124,7 @@ std::string sobelOperator(Velum::BundlePtr& bundle, std::string& heightFieldName
             auto const count = static_cast<std::uint32_t>(fragments.size());
             SobelGrid const shared{view, positions, height, codes, result};
             std::atomic<std::uint32_t> counter{0};
-            bool const finished = frame::forEachFragmentInParallel(count, [&](std::uint32_t i) {
+            bool const finished = frame::forEachFragment(count, [&](std::uint32_t i) {
                 auto const number = counter.fetch_add(1, std::memory_order_relaxed);
                 if (progress) {
                     progress->report("Applying Sobel to current Fragment # ", number, count);

@@ -23,8 +23,8 @@ struct Run {
     std::string message;
     std::string const& heightField;
     Lumen::StrongPtr<Lumen::LoaderProgress> const& progress;
-    std::vector<Tensa::PhysicalSpace::point> vertices;
-    std::vector<Velum::Triangle> triangles;
+    Velum::ArrayStorage<Tensa::PhysicalSpace::point> vertices;
+    Velum::ArrayStorage<Velum::Triangle> triangles;
 };
 
 void triangulateFragmentAt(Run& run, Velum::Field const& positions, Velum::RegularlyFragmentedField<3> const& height,
@@ -49,6 +49,26 @@ void triangulateFragmentAt(Run& run, Velum::Field const& positions, Velum::Regul
     triangulateFragment(heights->data(), types->data(), size[0], size[1], size[2],
                         {corner[0], corner[1], placement->spacing()[0], placement->spacing()[1]},
                         cellTypes.HOLE_CELL_TYPES, run.vertices, run.triangles);
+}
+
+// Room for as many vertices as the grid's fragments have points and two
+// triangles per square, so that the lists never move while they grow. Pages
+// of the room left unused are never touched.
+void reserveForGrid(Run& run, Velum::RegularlyFragmentedField<3> const& height,
+                    std::vector<Velum::MultiIndex<3>> const& fragments) {
+    std::uint64_t points = 0;
+    std::uint64_t squares = 0;
+    for (auto const& index : fragments) {
+        auto const fragment = height.getFragmentID(index);
+        Lumen::StrongPtr<Velum::MemBase> const data = fragment ? height.getData(fragment) : nullptr;
+        auto const size = data ? Velum::getSize(*data) : std::vector<std::uint64_t>{};
+        if (size.size() == 3 && size[0] > 0 && size[1] > 0) {
+            points += size[0] * size[1] * size[2];
+            squares += (size[0] - 1) * (size[1] - 1) * size[2];
+        }
+    }
+    run.vertices.reserve(run.vertices.size() + points);
+    run.triangles.reserve(run.triangles.size() + 2 * squares);
 }
 
 // Returns false to end the walk over the slice's grids.
@@ -78,7 +98,9 @@ bool visitGrid(Run& run, std::string const& name, Lumen::StrongPtr<Velum::Grid> 
         run.message = std::string("Found no cell type field:") + "CellType";
         return false;
     }
-    for (auto const& index : frame::fragmentList(height->getFragmentCounts())) {
+    auto const fragments = frame::fragmentList(height->getFragmentCounts());
+    reserveForGrid(run, *height, fragments);
+    for (auto const& index : fragments) {
         triangulateFragmentAt(run, *positions, *height, *codes, index);
     }
     return true;

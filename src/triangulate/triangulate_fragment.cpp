@@ -6,11 +6,12 @@ namespace Rastrum {
 
 void triangulateFragment(float const* height, unsigned char const* cellTypes, std::uint64_t nx, std::uint64_t ny,
                          std::uint64_t nz, FragmentPlacement const& placement, CellTypeTable const& hole,
-                         std::vector<Tensa::PhysicalSpace::point>& vertices, std::vector<Velum::Triangle>& triangles) {
+                         Velum::ArrayStorage<Tensa::PhysicalSpace::point>& vertices,
+                         Velum::ArrayStorage<Velum::Triangle>& triangles) {
     auto const points = nx * ny * nz;
     auto const base = vertices.size();
     vertices.resize(base + points);
-    std::vector<unsigned> vertexOf(points, HOLE);
+    Velum::ArrayStorage<unsigned> vertexOf(points, HOLE);
     std::uint64_t count = 0;
     for (std::uint64_t k = 0, p = 0; k < nz; ++k) {
         for (std::uint64_t j = 0; j < ny; ++j) {
@@ -29,6 +30,12 @@ void triangulateFragment(float const* height, unsigned char const* cellTypes, st
     vertices.resize(base + count);
 
     auto const at = [&](std::uint64_t i, std::uint64_t j, std::uint64_t k) { return vertexOf[(k * ny + j) * nx + i]; };
+    // Room for every square, written in place and cut back to what was made:
+    // the storage leaves new elements unset.
+    auto const first = triangles.size();
+    auto const squares = nx > 0 && ny > 0 ? (nx - 1) * (ny - 1) * nz : 0;
+    triangles.resize(first + 2 * squares);
+    auto made = first;
     for (std::uint64_t k = 0; k < nz; ++k) {
         for (std::uint64_t j = 0; j + 1 < ny; ++j) {
             for (std::uint64_t i = 0; i + 1 < nx; ++i) {
@@ -37,12 +44,13 @@ void triangulateFragment(float const* height, unsigned char const* cellTypes, st
                 auto const d = at(i + 1, j + 1, k);
                 auto const e = at(i + 1, j, k);
                 if (a != HOLE && c != HOLE && d != HOLE && e != HOLE) {
-                    triangles.push_back({{a, c, d}});
-                    triangles.push_back({{a, d, e}});
+                    triangles[made++] = {{a, c, d}};
+                    triangles[made++] = {{a, d, e}};
                 }
             }
         }
     }
+    triangles.resize(made);
 }
 
 } // namespace Rastrum

@@ -13,6 +13,7 @@
 #include "Lumen/StrongPtr.hpp"
 #include "Lumen/TypeRegistry.hpp"
 #include "Tensa/PhysicalSpace.hpp"
+#include "Velum/BlockCache.hpp"
 #include "Velum/MemBase.hpp"
 #include "Velum/MultiIndex.hpp"
 
@@ -27,7 +28,8 @@ struct Uninitialised {};
 inline constexpr Uninitialised uninitialised{};
 
 // An allocator that default-initialises elements constructed without
-// arguments, so that arithmetic elements are not zeroed.
+// arguments, so that arithmetic elements are not zeroed, and keeps large
+// blocks for reuse (see BlockCache.hpp).
 template <class T>
 struct DefaultInitAllocator : std::allocator<T> {
     template <class U>
@@ -38,6 +40,14 @@ struct DefaultInitAllocator : std::allocator<T> {
     template <class U>
     DefaultInitAllocator(DefaultInitAllocator<U> const&) {}
 
+    T* allocate(std::size_t n) {
+        if (n > static_cast<std::size_t>(-1) / sizeof(T)) {
+            throw std::bad_array_new_length();
+        }
+        return static_cast<T*>(acquireBlock(n * sizeof(T)));
+    }
+    void deallocate(T* block, std::size_t n) noexcept { releaseBlock(block, n * sizeof(T)); }
+
     template <class U, class... Args>
     void construct(U* at, Args&&... args) {
         if constexpr (sizeof...(Args) == 0) {
@@ -47,6 +57,10 @@ struct DefaultInitAllocator : std::allocator<T> {
         }
     }
 };
+
+// Element storage of a MemArray, for values built before the array.
+template <class T>
+using ArrayStorage = std::vector<T, DefaultInitAllocator<T>>;
 
 // An N-dimensional array of T with contiguous storage, first index fastest.
 // It remembers the creator it was made for.
@@ -65,6 +79,11 @@ public:
     MemArray(MultiIndex<N> const& size, std::vector<T>&& values)
         : size_(size), values_(std::make_move_iterator(values.begin()), std::make_move_iterator(values.end())) {
         values_.resize(size.product(), T{});
+    }
+
+    // Takes the storage as it is (size.product() elements), without a copy.
+    MemArray(MultiIndex<N> const& size, ArrayStorage<T>&& values) : size_(size), values_(std::move(values)) {
+        values_.resize(size.product());
     }
 
     MultiIndex<N> const& Size() const { return size_; }
@@ -107,7 +126,7 @@ public:
 
 private:
     MultiIndex<N> size_;
-    std::vector<T, DefaultInitAllocator<T>> values_;
+    ArrayStorage<T> values_;
     Lumen::WeakPtr<CreativeArrayBase> creator_;
 };
 
