@@ -195,11 +195,7 @@ TEST_F(Subcommands, IsoDensityEqualsTheLibraryLayerByLayer) {
     }
     writeRaster(folder / "markers.tif", volume);
     for (std::uint64_t const fragment : {64u, 8u}) {
-        Velum::UniformGridBuilder grid({.points = {20u, 16u, 4u},
-                                        .pointsPerFragment = {fragment, fragment, 4u},
-                                        .overlap = {},
-                                        .origin = {},
-                                        .spacing = {1.0, 1.0, 1.0}});
+        Velum::UniformGridBuilder grid(testing_support::layoutOf({20u, 16u, 4u}, {fragment, fragment, 4u}));
         grid.addField<unsigned short>("Markers", [&](Index const& p) {
             return static_cast<unsigned short>(volume.values[p[0] + 20 * ((15 - p[1]) + 16 * p[2])]);
         });
