@@ -19,6 +19,19 @@ packages=(
   libopencv-core-dev
   libcgal-dev
   python3-meshio
+  # The Python package, its tests, example and benchmark (Debian's /usr/bin/python3)
+  pybind11-dev
+  python3-dev
+  python3-pybind11
+  python3-numpy
+  python3-xarray
+  python3-rioxarray
+  python3-dask
+  python3-distributed
+  python3-pytest
+  python3-matplotlib
+  python3-scipy
+  python3-opencv
 )
 
 missing=()

@@ -9,3 +9,8 @@ scripts/install-deps.sh
 cmake --preset "$preset"
 cmake --build --preset "$preset"
 ctest --preset "$preset"
+# The Python package is built in every preset but the sanitized one.
+if [ "$preset" != sanitize ]; then
+  PYTHONPATH="build/$preset/python" RASTRUM_CLI="build/$preset/apps/rastrum/rastrum" \
+    /usr/bin/python3 -m pytest -q -p no:cacheprovider tests/python
+fi

@@ -3,7 +3,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace rastrum_host {
@@ -38,14 +40,34 @@ inline constexpr std::uint8_t NodataCell = 1;
 inline constexpr std::uint8_t LastCellType = 4;
 inline bool isHole(std::uint8_t code) { return code >= 1 && code <= 3; }
 
-// A height raster as the operations take it: heights (NaN at nodata cells) and
-// one cell-type code per cell.
-struct HeightInput {
+// A height raster as the operations take it: heights (NaN at nodata cells of
+// floating-point rasters) and one cell-type code per cell.
+template <class T>
+struct HeightInputOf {
     std::string source; // the file, for messages
-    Raster<float> heights;
+    Raster<T> heights;
     std::vector<std::uint8_t> cellTypes;
     Georeference georef;
 };
+using HeightInput = HeightInputOf<float>;
+
+// The same, over values held elsewhere (a caller's array), so that they are
+// handed to the library without a copy of their own. Valid while they live.
+template <class T>
+struct HeightView {
+    std::string_view source;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::span<T const> heights;
+    std::span<std::uint8_t const> cellTypes;
+    Georeference georef;
+};
+
+template <class T>
+HeightView<T> viewOf(HeightInputOf<T> const& input) {
+    return {.source = input.source, .width = input.heights.width, .height = input.heights.height,
+            .heights = input.heights.values, .cellTypes = input.cellTypes, .georef = input.georef};
+}
 
 // A 3D marker grid: one band per layer, the first band the lowest layer;
 // non-zero cells are markers.

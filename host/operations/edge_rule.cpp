@@ -5,21 +5,7 @@
 
 namespace rastrum_host {
 
-void blankRasterEdge(Raster<float>& result, std::uint32_t radius) {
-    float constexpr none = std::numeric_limits<float>::quiet_NaN();
-    for (std::uint32_t band = 0; band < result.bands; ++band) {
-        for (std::uint32_t row = 0; row < result.height; ++row) {
-            bool const edgeRow = row < radius || row >= result.height - std::min(radius, result.height);
-            for (std::uint32_t column = 0; column < result.width; ++column) {
-                if (edgeRow || column < radius || column >= result.width - std::min(radius, result.width)) {
-                    result.values[result.index(column, row, band)] = none;
-                }
-            }
-        }
-    }
-}
-
-void blankAroundHoles(Raster<float>& result, std::vector<std::uint8_t> const& cellTypes, std::uint32_t radius) {
+void blankAroundHoles(Raster<float>& result, std::span<std::uint8_t const> cellTypes, std::uint32_t radius) {
     float constexpr none = std::numeric_limits<float>::quiet_NaN();
     std::int64_t const r = radius;
     for (std::uint32_t row = 0; row < result.height; ++row) {

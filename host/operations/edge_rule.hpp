@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
-#include <vector>
+#include <limits>
+#include <span>
 
 #include "core/raster.hpp"
 
@@ -13,9 +15,22 @@
 namespace rastrum_host {
 
 // NaN in the band of `radius` cells along the raster's four edges, every band.
-void blankRasterEdge(Raster<float>& result, std::uint32_t radius);
+template <class Float>
+void blankRasterEdge(Raster<Float>& result, std::uint32_t radius) {
+    Float constexpr none = std::numeric_limits<Float>::quiet_NaN();
+    for (std::uint32_t band = 0; band < result.bands; ++band) {
+        for (std::uint32_t row = 0; row < result.height; ++row) {
+            bool const edgeRow = row < radius || row >= result.height - std::min(radius, result.height);
+            for (std::uint32_t column = 0; column < result.width; ++column) {
+                if (edgeRow || column < radius || column >= result.width - std::min(radius, result.width)) {
+                    result.values[result.index(column, row, band)] = none;
+                }
+            }
+        }
+    }
+}
 
 // NaN at every cell within `radius` cells (a square window) of a hole code.
-void blankAroundHoles(Raster<float>& result, std::vector<std::uint8_t> const& cellTypes, std::uint32_t radius);
+void blankAroundHoles(Raster<float>& result, std::span<std::uint8_t const> cellTypes, std::uint32_t radius);
 
 } // namespace rastrum_host

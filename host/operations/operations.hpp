@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -35,8 +37,25 @@ StencilNeeds sobelNeeds();
 StencilNeeds smoothNeeds(unsigned window);
 StencilNeeds isoNeeds();
 
-// 1.0 at data cells, 0.0 at holes. No nodata: the holes are the answer.
-Raster<float> runMask(HeightInput const& input, Tiling const& tiling, RunContext const& context);
+// Element types of the library's typed paths, in the order it tests them.
+using SmoothTypes = std::tuple<float, double, std::uint8_t, std::uint16_t, std::uint32_t, unsigned long long, int>;
+using CalcTypes = SmoothTypes;
+using OverwriteTypes = std::tuple<std::uint8_t, float, std::uint16_t, std::uint32_t, double>;
+// Arithmetic keeps floating-point types and gives int for the integer ones.
+template <class T>
+using CalcResult = std::conditional_t<std::is_floating_point_v<T>, T, int>;
+
+// Each run takes a view of the heights; the overloads on a HeightInputOf
+// forward to it. Typed runs exist for the element types listed above.
+
+// 1.0 at data cells, 0.0 at holes. No nodata: the holes are the answer. Only
+// the cell types count, so every smoothing type is accepted.
+template <class T>
+Raster<float> runMask(HeightView<T> const& input, Tiling const& tiling, RunContext const& context);
+template <class T>
+Raster<float> runMask(HeightInputOf<T> const& input, Tiling const& tiling, RunContext const& context) {
+    return runMask(viewOf(input), tiling, context);
+}
 
 struct SmoothOptions {
     bool gaussian = false; // the plain normalised Gaussian instead of the bilateral filter
@@ -47,17 +66,28 @@ struct SmoothOptions {
 };
 unsigned effectiveWindow(unsigned requested);
 // Smoothed heights; holes stay NaN, and so does the band of (window - 1) / 2
-// cells along the raster's edge unless keepPartial. Default overlap: window - 1.
-Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, Tiling const& tiling,
-                        RunContext const& context);
+// cells along the raster's edge unless keepPartial. Integer types have no NaN
+// and keep the library's values there. Default overlap: window - 1.
+template <class T>
+Raster<T> runSmooth(HeightView<T> const& input, SmoothOptions const& options, Tiling const& tiling,
+                    RunContext const& context);
+template <class T>
+Raster<T> runSmooth(HeightInputOf<T> const& input, SmoothOptions const& options, Tiling const& tiling,
+                    RunContext const& context) {
+    return runSmooth(viewOf(input), options, tiling, context);
+}
 
 // Gradient magnitude of the heights, unnormalised: a plane rising h per cell
 // gives 32 h, whatever the cell size. NaN at holes, and where the 3 x 3
 // stencil touched a hole or left the raster unless keepPartial asks for the
 // library's own values there. The console gets the library's threshold line
 // for slopeDegrees.
-Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context,
-                       bool keepPartial = false);
+Raster<float> runSobel(HeightView<float> const& input, double slopeDegrees, Tiling const& tiling,
+                       RunContext const& context, bool keepPartial = false);
+inline Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling,
+                              RunContext const& context, bool keepPartial = false) {
+    return runSobel(viewOf(input), slopeDegrees, tiling, context, keepPartial);
+}
 
 // The gradient a plane sloping `slopeDegrees` gives on this raster's cells, in
 // words, for choosing a threshold on the gradient.
@@ -75,10 +105,18 @@ Raster<float> runSlope(HeightInput const& input, SlopeOptions const& options, Ti
 
 // The operation named subtract, add, divide or multiply; InputError otherwise.
 Rastrum::Operandi::Operation arithmeticNamed(std::string const& name);
-// first op second, cell by cell; NaN where either input is a hole. The inputs
-// must have the same size and georeferencing (InputError naming both).
-Raster<float> runCalc(Rastrum::Operandi::Operation operation, HeightInput const& first, HeightInput const& second,
-                      Tiling const& tiling, RunContext const& context);
+// first op second, cell by cell; NaN where either input is a hole (0 in
+// integer results). The inputs must have the same size and georeferencing
+// (InputError naming both); an integer division by zero at a data cell is an
+// InputError too, since the library would end the process.
+template <class T>
+Raster<CalcResult<T>> runCalc(Rastrum::Operandi::Operation operation, HeightView<T> const& first,
+                              HeightView<T> const& second, Tiling const& tiling, RunContext const& context);
+template <class T>
+Raster<CalcResult<T>> runCalc(Rastrum::Operandi::Operation operation, HeightInputOf<T> const& first,
+                              HeightInputOf<T> const& second, Tiling const& tiling, RunContext const& context) {
+    return runCalc(operation, viewOf(first), viewOf(second), tiling, context);
+}
 
 struct OverwriteOptions {
     std::vector<std::pair<double, double>> ranges; // closed intervals of heights
@@ -89,8 +127,14 @@ struct OverwriteOptions {
 // The cell-type codes, with `value` written where the height lies in (or
 // outside) the intervals. Hole heights are NaN, which lies in no interval, so
 // only an inverted write reaches holes, and only with includeHoles.
-Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions const& options, Tiling const& tiling,
+template <class T>
+Raster<std::uint8_t> runOverwrite(HeightView<T> const& input, OverwriteOptions const& options, Tiling const& tiling,
                                   RunContext const& context);
+template <class T>
+Raster<std::uint8_t> runOverwrite(HeightInputOf<T> const& input, OverwriteOptions const& options,
+                                  Tiling const& tiling, RunContext const& context) {
+    return runOverwrite(viewOf(input), options, tiling, context);
+}
 
 // The marker density, one Float32 layer per input layer. Every fragment is
 // scaled to its own peak of 1, so the result depends on the fragment size and

@@ -2,7 +2,9 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <memory>
+#include <type_traits>
 
 #include "core/errors.hpp"
 #include "tiling/operation_support.hpp"
@@ -38,12 +40,11 @@ bool sameTransform(Georeference const& a, Georeference const& b) {
     return true;
 }
 
-void requireSameGrid(HeightInput const& first, HeightInput const& second) {
-    auto const both = first.source + " and " + second.source;
-    auto const size = [](HeightInput const& r) {
-        return std::to_string(r.heights.width) + " x " + std::to_string(r.heights.height);
-    };
-    if (first.heights.width != second.heights.width || first.heights.height != second.heights.height) {
+template <class T>
+void requireSameGrid(HeightView<T> const& first, HeightView<T> const& second) {
+    auto const both = std::string(first.source) + " and " + std::string(second.source);
+    auto const size = [](HeightView<T> const& r) { return std::to_string(r.width) + " x " + std::to_string(r.height); };
+    if (first.width != second.width || first.height != second.height) {
         throw InputError(both + " differ in size: " + size(first) + " against " + size(second) + " cells");
     }
     if (!sameTransform(first.georef, second.georef)) {
@@ -55,6 +56,25 @@ void requireSameGrid(HeightInput const& first, HeightInput const& second) {
 }
 
 bool isData(std::uint8_t code) { return code == 0 || code == 4; }
+
+// Integer division by zero (or of the lowest int by -1) ends the process in
+// the library, so it is refused up front.
+template <class T>
+void requireDivisible(HeightView<T> const& first, HeightView<T> const& second) {
+    for (std::size_t i = 0; i < first.heights.size(); ++i) {
+        if (!isData(first.cellTypes[i]) || !isData(second.cellTypes[i])) {
+            continue;
+        }
+        bool overflow = false;
+        if constexpr (std::is_signed_v<T>) {
+            overflow = first.heights[i] == std::numeric_limits<T>::min() && second.heights[i] == T{-1};
+        }
+        if (second.heights[i] == T{0} || overflow) {
+            throw InputError("calc divide: " + std::string(second.source) +
+                             " holds an integer divisor of 0 (or -1 under the lowest int) at a data cell");
+        }
+    }
+}
 
 } // namespace
 
@@ -74,9 +94,16 @@ Rastrum::Operandi::Operation arithmeticNamed(std::string const& name) {
     throw InputError("calc: unknown operation '" + name + "' (subtract, add, divide or multiply)");
 }
 
-Raster<float> runCalc(Rastrum::Operandi::Operation operation, HeightInput const& first, HeightInput const& second,
-                      Tiling const& tiling, RunContext const& context) {
+template <class T>
+Raster<CalcResult<T>> runCalc(Rastrum::Operandi::Operation operation, HeightView<T> const& first,
+                              HeightView<T> const& second, Tiling const& tiling, RunContext const& context) {
+    using R = CalcResult<T>;
     requireSameGrid(first, second);
+    if constexpr (std::is_integral_v<T>) {
+        if (operation == Rastrum::Operandi::Divide) {
+            requireDivisible(first, second);
+        }
+    }
     auto const a = tileHeights(first, tiling, 0);
     auto const b = tileHeights(second, tiling, 0);
     Velum::Grid result;
@@ -88,14 +115,25 @@ Raster<float> runCalc(Rastrum::Operandi::Operation operation, HeightInput const&
     // The library drops fragments without data cells and those whose result
     // is 0 everywhere; their data cells are 0.
     std::uint8_t constexpr dropped = 255;
-    auto values = a.stitch(*resultField(result, HeightField), NoValue);
+    auto values = a.stitch(*resultField(result, HeightField), missingValue<R>());
     auto const codes = a.stitch(*resultField(result, CellTypeField), dropped);
     for (std::size_t i = 0; i < values.size(); ++i) {
         bool const data = codes[i] == dropped ? isData(first.cellTypes[i]) && isData(second.cellTypes[i])
                                               : !isHole(codes[i]);
-        values[i] = !data ? NoValue : codes[i] == dropped ? 0.0f : values[i];
+        values[i] = !data ? missingValue<R>() : codes[i] == dropped ? R{0} : values[i];
     }
-    return {.width = first.heights.width, .height = first.heights.height, .bands = 1, .values = std::move(values)};
+    return {.width = first.width, .height = first.height, .bands = 1, .values = std::move(values)};
 }
+
+#define RASTRUM_RUN_CALC(T)                                                                                        \
+    template Raster<CalcResult<T>> runCalc(Rastrum::Operandi::Operation, HeightView<T> const&,                   \
+                                           HeightView<T> const&, Tiling const&, RunContext const&);
+RASTRUM_RUN_CALC(float)
+RASTRUM_RUN_CALC(double)
+RASTRUM_RUN_CALC(std::uint8_t)
+RASTRUM_RUN_CALC(std::uint16_t)
+RASTRUM_RUN_CALC(std::uint32_t)
+RASTRUM_RUN_CALC(unsigned long long)
+RASTRUM_RUN_CALC(int)
 
 } // namespace rastrum_host

@@ -24,7 +24,8 @@ private:
 
 } // namespace
 
-Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions const& options, Tiling const& tiling,
+template <class T>
+Raster<std::uint8_t> runOverwrite(HeightView<T> const& input, OverwriteOptions const& options, Tiling const& tiling,
                                   RunContext const&) {
     auto const tiled = tileHeights(input, tiling, 0);
     Tensa::MultiRange<double> range;
@@ -45,7 +46,16 @@ Raster<std::uint8_t> runOverwrite(HeightInput const& input, OverwriteOptions con
             codes[i] = isHole(input.cellTypes[i]) ? input.cellTypes[i] : codes[i];
         }
     }
-    return {.width = input.heights.width, .height = input.heights.height, .bands = 1, .values = std::move(codes)};
+    return {.width = input.width, .height = input.height, .bands = 1, .values = std::move(codes)};
 }
+
+#define RASTRUM_RUN_OVERWRITE(T)                                                                                   \
+    template Raster<std::uint8_t> runOverwrite(HeightView<T> const&, OverwriteOptions const&, Tiling const&,     \
+                                               RunContext const&);
+RASTRUM_RUN_OVERWRITE(std::uint8_t)
+RASTRUM_RUN_OVERWRITE(float)
+RASTRUM_RUN_OVERWRITE(std::uint16_t)
+RASTRUM_RUN_OVERWRITE(std::uint32_t)
+RASTRUM_RUN_OVERWRITE(double)
 
 } // namespace rastrum_host

@@ -15,8 +15,9 @@ StencilNeeds smoothNeeds(unsigned window) {
     return {"smooth", 3, window - 1, "window - 1 for a window of " + std::to_string(window) + ", so that no seams show"};
 }
 
-Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, Tiling const& tiling,
-                        RunContext const& context) {
+template <class T>
+Raster<T> runSmooth(HeightView<T> const& input, SmoothOptions const& options, Tiling const& tiling,
+                    RunContext const& context) {
     unsigned const window = effectiveWindow(options.window);
     checkFragments(tiling, smoothNeeds(window));
     auto const tiled = tileHeights(input, tiling, window - 1);
@@ -25,11 +26,23 @@ Raster<float> runSmooth(HeightInput const& input, SmoothOptions const& options, 
                                               options.sigmaSpatial, options.sigmaRange, unused, options.gaussian,
                                               context.progress),
                   "bilateralSmoothing");
-    auto result = heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), NoValue));
-    if (!options.keepPartial) {
-        blankRasterEdge(result, window / 2);
+    auto result = heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), missingValue<T>()));
+    if constexpr (std::is_floating_point_v<T>) {
+        if (!options.keepPartial) {
+            blankRasterEdge(result, window / 2);
+        }
     }
     return result;
 }
+
+#define RASTRUM_RUN_SMOOTH(T)                                                                                      \
+    template Raster<T> runSmooth(HeightView<T> const&, SmoothOptions const&, Tiling const&, RunContext const&);
+RASTRUM_RUN_SMOOTH(float)
+RASTRUM_RUN_SMOOTH(double)
+RASTRUM_RUN_SMOOTH(std::uint8_t)
+RASTRUM_RUN_SMOOTH(std::uint16_t)
+RASTRUM_RUN_SMOOTH(std::uint32_t)
+RASTRUM_RUN_SMOOTH(unsigned long long)
+RASTRUM_RUN_SMOOTH(int)
 
 } // namespace rastrum_host

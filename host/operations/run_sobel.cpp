@@ -8,8 +8,8 @@ StencilNeeds sobelNeeds() {
     return {"sobel", 3, SobelOverlap, "the 3 x 3 stencil reaches one point past each border"};
 }
 
-Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling, RunContext const& context,
-                       bool keepPartial) {
+Raster<float> runSobel(HeightView<float> const& input, double slopeDegrees, Tiling const& tiling,
+                       RunContext const& context, bool keepPartial) {
     checkFragments(tiling, sobelNeeds());
     auto const tiled = tileHeights(input, tiling, SobelOverlap);
     auto bundle = bundleOf(tiled);

@@ -21,7 +21,23 @@ inline constexpr float NoValue = std::numeric_limits<float>::quiet_NaN();
 
 // The grid of a height raster with the fields "Height" and "CellType", cut with
 // the overlap the operation needs (defaultOverlap) unless the tiling names one.
-TiledGrid tileHeights(HeightInput const& input, Tiling const& tiling, std::uint64_t defaultOverlap);
+template <class T>
+TiledGrid tileHeights(HeightView<T> const& input, Tiling const& tiling, std::uint64_t defaultOverlap) {
+    TiledGrid tiled({input.width, input.height, 1u}, placementOf(input.georef, input.height, std::string(input.source)),
+                    tiling.fragmentSize, overlapFor(tiling, defaultOverlap), tiling.band);
+    tiled.addField<T>(HeightField, input.heights);
+    tiled.addField<std::uint8_t>(CellTypeField, input.cellTypes);
+    return tiled;
+}
+inline TiledGrid tileHeights(HeightInput const& input, Tiling const& tiling, std::uint64_t defaultOverlap) {
+    return tileHeights(viewOf(input), tiling, defaultOverlap);
+}
+
+// What a result cell without a value holds: NaN, or 0 in integer results.
+template <class T>
+T missingValue() {
+    return std::numeric_limits<T>::has_quiet_NaN ? std::numeric_limits<T>::quiet_NaN() : T{};
+}
 
 // A bundle whose one slice, at time 0, holds the grid.
 Velum::BundlePtr bundleOf(TiledGrid const& tiled);
@@ -33,7 +49,22 @@ Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>> resultField(Velum::Grid con
 // this is a fault of the host, not of the user's input.
 void expectSuccess(std::string const& message, char const* operation);
 
-// A raster of the input's shape holding `values`, NaN at hole cells.
-Raster<float> heightsResult(HeightInput const& input, std::vector<float> values);
+// A raster of the input's shape holding `values`, NaN at hole cells of
+// floating-point results.
+template <class T, class In>
+Raster<T> heightsResult(HeightView<In> const& input, std::vector<T> values) {
+    if constexpr (std::numeric_limits<T>::has_quiet_NaN) {
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (isHole(input.cellTypes[i])) {
+                values[i] = std::numeric_limits<T>::quiet_NaN();
+            }
+        }
+    }
+    return {.width = input.width, .height = input.height, .bands = 1, .values = std::move(values)};
+}
+template <class T>
+Raster<T> heightsResult(HeightInput const& input, std::vector<T> values) {
+    return heightsResult(viewOf(input), std::move(values));
+}
 
 } // namespace rastrum_host

@@ -1,0 +1,165 @@
+#!/usr/bin/python3
+"""Costs of the Python package, written to bench/PYTHON.md.
+
+1. Every operation on 4096² float32 heights (about 5 % holes): the Python call
+   against the same host path timed from C++ (rastrum-host-timing, no file
+   I/O), best of five rounds that alternate the two. Target: at most 1.1x.
+2. sobel and smooth on a 16384² raster in 2048² chunks on a LocalCluster of 1
+   and 2 single-threaded worker processes, next to the same pipeline with
+   scipy.ndimage (Sobel) and OpenCV (bilateral) per chunk. Target: 2 workers
+   at least 1.6x faster than 1; the peak resident memory of a worker is
+   reported.
+
+Usage: flock /tmp/rastrum-heavy.lock bench/python.py [BUILD_DIR]  (default build/dev)
+"""
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "build" / "dev").resolve()
+sys.path.insert(0, str(BUILD / "python"))
+
+import cv2  # noqa: E402
+import dask.array as dsa  # noqa: E402
+import numpy as np  # noqa: E402
+import psutil  # noqa: E402
+import scipy.ndimage as ndi  # noqa: E402
+from dask.distributed import Client, LocalCluster  # noqa: E402
+
+import rastrum  # noqa: E402
+
+REPEATS = 5
+SIDE, BIG, CHUNK = 4096, 16384, 2048
+
+
+def terrain(rows, columns, row0=0, column0=0):
+    """Relief around 500 m with ripples and about 5 % holes; cheap, so that it does not hide the operations."""
+    y = np.arange(row0, row0 + rows, dtype=np.float32)[:, None]
+    x = np.arange(column0, column0 + columns, dtype=np.float32)[None, :]
+    h = 500 + 40 * np.sin(x / 97) * np.cos(y / 71) + 2 * np.sin(1.7 * y + 2.3 * x)
+    h[(7 * y.astype(np.int64) + 13 * x.astype(np.int64)) % 19 == 0] = np.nan
+    return h.astype(np.float32)
+
+
+def seconds(call):
+    start = time.perf_counter()
+    call()
+    return time.perf_counter() - start
+
+
+def per_operation():
+    h = terrain(SIDE, SIDE)
+    volume = (np.random.default_rng(1).random((3, SIDE, SIDE)) < 0.02).astype(np.uint16)
+    calls = {
+        "mask": lambda: rastrum.mask(h),
+        "smooth": lambda: rastrum.smooth(h),
+        "gaussian": lambda: rastrum.smooth(h, gaussian=True),
+        "sobel": lambda: rastrum.sobel(h),
+        "calc": lambda: rastrum.calc("subtract", h, h),
+        "overwrite": lambda: rastrum.overwrite(h, ranges=[(480, 500)]),
+        "iso": lambda: rastrum.iso(volume),
+        "mesh": lambda: rastrum.mesh(h),
+    }
+    rows = []
+    with tempfile.TemporaryDirectory() as folder:
+        heights, markers = pathlib.Path(folder, "h.raw"), pathlib.Path(folder, "m.raw")
+        h.tofile(heights)
+        volume.tofile(markers)
+        for name, call in calls.items():
+            raw = markers if name == "iso" else heights
+            driver = [BUILD / "python" / "rastrum-host-timing", name, raw, str(SIDE), str(SIDE), "2"]
+            # Rounds alternate between the two sides so that a busy moment of the machine hits both alike;
+            # each round of the driver is the better of a warm-up run and a run on the warm heap.
+            ours, reference = [], []
+            for _ in range(REPEATS):
+                ours.append(seconds(call))
+                reference.append(float(subprocess.run(driver, check=True, capture_output=True, text=True).stdout))
+            rows.append((name, min(ours), min(reference)))
+            print(f"{name}: python {min(ours):.3f} s, C++ {min(reference):.3f} s", flush=True)
+    return rows
+
+
+def chunk_terrain(block_info=None):
+    (r0, r1), (c0, c1) = block_info[None]["array-location"]
+    return terrain(r1 - r0, c1 - c0, r0, c0)
+
+
+def peer_sobel(b):
+    return np.hypot(ndi.sobel(b, 0), ndi.sobel(b, 1)).astype(np.float32)
+
+
+PIPELINES = {
+    ("sobel", "rastrum"): lambda d: d.map_overlap(rastrum.sobel, depth=1, boundary="none", dtype=np.float32),
+    ("sobel", "scipy.ndimage"): lambda d: d.map_overlap(peer_sobel, depth=1, boundary="none", dtype=np.float32),
+    ("smooth", "rastrum"): lambda d: d.map_overlap(rastrum.smooth, depth=2, boundary="none", dtype=np.float32),
+    ("smooth", "OpenCV"): lambda d: d.map_overlap(lambda b: cv2.bilateralFilter(b, 5, 2.0, 1.0), depth=2,
+                                                  boundary="none", dtype=np.float32),
+}
+
+
+def resident():
+    return psutil.Process().memory_info().rss / 2**20
+
+
+def sampled_peak(dask_worker):
+    """The largest resident size the worker's own monitor sampled (every half second), in MiB."""
+    return max(max(dask_worker.monitor.quantities["memory"]) / 2**20, resident())
+
+
+def on_cluster():
+    os.environ["OMP_NUM_THREADS"] = "1"  # one core per worker process, for ours and the peers alike
+    rows = []
+    for workers in (1, 2):
+        for (operation, tool), pipeline in PIPELINES.items():
+            with LocalCluster(n_workers=workers, threads_per_worker=1, processes=True, dashboard_address=None,
+                              memory_limit=0) as cluster, Client(cluster) as client:
+                idle = max(client.run(resident).values())
+                data = dsa.map_blocks(chunk_terrain, chunks=((CHUNK,) * (BIG // CHUNK),) * 2, dtype=np.float32)
+                total = pipeline(data).sum()
+                start = time.perf_counter()
+                total.compute()
+                seconds = time.perf_counter() - start
+                peak = max(client.run(sampled_peak).values()) - idle
+            rows.append((operation, tool, workers, seconds, peak))
+            print(f"{operation} {tool} {workers} worker(s): {seconds:.1f} s, peak {peak:.0f} MiB", flush=True)
+    return rows
+
+
+def report(single, cluster, load):
+    lines = ["# Python package: costs", "",
+             "Written by `bench/python.py` (one run on this machine, under the heavy-run lock). "
+             "Lower is better. Other work on the machine outside the heavy-run lock shows in the load "
+             f"average over the run: {load[0]:.1f} at the start, {load[1]:.1f} at the end, on {os.cpu_count()} cores.", "",
+             f"## Python call against the same host path from C++ ({SIDE}² float32, best of {REPEATS})", "",
+             "Target: the Python call costs at most 1.1x the C++ call (cutting into fragments, library run, "
+             "stitching; the Python side also turns NaN into cell types and wraps the result).", "",
+             "| Operation | Python s | C++ s | Ratio | Target met |", "|---|---:|---:|---:|---|"]
+    for name, ours, reference in single:
+        ratio = ours / reference
+        lines.append(f"| {name} | {ours:.3f} | {reference:.3f} | {ratio:.2f}x | {'yes' if ratio <= 1.1 else 'no'} |")
+    cell_mb = CHUNK * CHUNK * 4 / 2**20
+    lines += ["", f"## Dask: {BIG}² float32 in {CHUNK}² chunks on a LocalCluster", "",
+              f"Single-threaded worker processes; the terrain is generated per chunk inside the graph and the "
+              f"result summed, so no file I/O. A chunk is {cell_mb:.0f} MiB. Target: 2 workers at least 1.6x "
+              f"faster than 1. Peak memory is the largest resident size the worker's monitor sampled (every 0.5 s) less its size before the run; "
+              f"Dask keeps the chunks that neighbouring chunks still need for their halo.", "",
+              "| Operation | Per chunk | 1 worker s | 2 workers s | Speed-up | Target met | Peak MiB per worker above idle (1 / 2 workers) |",
+              "|---|---|---:|---:|---:|---|---|"]
+    for operation, tool in PIPELINES:
+        one = next(r for r in cluster if r[:3] == (operation, tool, 1))
+        two = next(r for r in cluster if r[:3] == (operation, tool, 2))
+        speedup = one[3] / two[3]
+        met = ("yes" if speedup >= 1.6 else "no") if tool == "rastrum" else "(peer)"
+        lines.append(f"| {operation} | {tool} | {one[3]:.1f} | {two[3]:.1f} | {speedup:.2f}x | {met} | "
+                     f"{one[4]:.0f} / {two[4]:.0f} |")
+    (ROOT / "bench" / "PYTHON.md").write_text("\n".join(lines) + "\n")
+
+
+if __name__ == "__main__":
+    start_load = os.getloadavg()[1]
+    single, cluster = per_operation(), on_cluster()
+    report(single, cluster, (start_load, os.getloadavg()[1]))

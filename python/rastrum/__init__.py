@@ -1,0 +1,97 @@
+"""Rastrum's operations on height rasters held as NumPy arrays.
+
+Every function cuts the raster into fragments of ``fragment_size`` points that
+share ``overlap`` points (by default what the operation's stencil needs, so the
+result equals a one-fragment run), runs the library and stitches the result:
+the same code, defaults and results as the ``rastrum`` command line.
+
+Holes are NaN cells, cells equal to ``nodata``, cells where the boolean
+``mask`` is true, or the hole codes (1 to 3) of an explicit ``uint8``
+``cell_types`` array; holes are NaN in floating-point results. ``transform``
+is GDAL's six geotransform numbers or an affine transform. The library's
+console lines go to the logger ``rastrum`` at debug level. Invalid input
+raises ValueError (TypeError for an element type the operation does not
+take); a failure inside the library raises ``LibraryError`` with its message.
+"""
+
+from . import _core
+from ._core import LibraryError
+
+__all__ = ["mask", "smooth", "sobel", "calc", "overwrite", "iso", "mesh", "LibraryError"]
+
+
+def _common(nodata=None, mask=None, cell_types=None, transform=None, fragment_size=256, overlap=None):
+    return _core.Common(nodata, mask, cell_types, transform, fragment_size, overlap)
+
+
+def mask(heights, **common):
+    """1.0 at data cells, 0.0 at holes (float32). Any numeric type the library smooths."""
+    return _core.mask(heights, _common(**common))
+
+
+def smooth(heights, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0, **common):
+    """Edge-preserving bilateral smoothing, or the normalised Gaussian with ``gaussian=True``.
+
+    ``window`` is made odd and at least 3; ``sigma_spatial`` is in cells,
+    ``sigma_range`` in height units (bilateral only). Takes float32, float64,
+    uint8, uint16, uint32, uint64 and int32 and returns the same type; the
+    integer types keep the library's per-step rounding. As on the command
+    line, the band of (window - 1) / 2 cells along the raster's edge is NaN in
+    floating-point results (the integer types keep the library's values there).
+    """
+    return _core.smooth(heights, gaussian, window, sigma_spatial, sigma_range, _common(**common))
+
+
+def sobel(heights, slope=45.0, **common):
+    """Gradient magnitude of float32 heights, unnormalised (a plane rising h per cell gives 32 h).
+
+    NaN at holes, and, as on the command line, where the 3 x 3 stencil touched
+    a hole or left the raster. ``slope`` (degrees) only sets the threshold aid the library logs.
+    """
+    return _core.sobel(heights, slope, _common(**common))
+
+
+def calc(op, a, b, b_holes=None, **common):
+    """``a op b`` cell by cell, op one of subtract, add, divide, multiply.
+
+    The hole keywords apply to both rasters unless ``b_holes`` (a dict of
+    ``nodata``, ``mask``, ``cell_types``) gives those of ``b``.
+    Both rasters share the element type: float32 and float64 give the same
+    type with NaN at holes, the integer types give int32 with 0 at holes. An
+    integer division by zero at a data cell raises ValueError.
+    """
+    second = common if b_holes is None else {**common, "nodata": None, "mask": None, "cell_types": None, **b_holes}
+    return _core.calc(op, a, b, _common(**common), _common(**second))
+
+
+def overwrite(heights, codes=None, ranges=(), invert=False, value=1, **common):
+    """The cell-type codes with ``value`` (low 8 bits) written where the height lies in a range.
+
+    ``codes`` (uint8, the cell types) defaults to 0 at data cells and 1 at
+    holes; ``ranges`` are closed intervals ``(lo, hi)``; ``invert`` writes
+    outside them. Heights of uint8, float32, uint16, uint32 or float64.
+    """
+    return _core.overwrite(heights, codes, list(ranges), invert, value, _common(**common))
+
+
+def iso(volume, transform=None, fragment_size=256, overlap=None):
+    """Marker density of a uint16 volume (layers, rows, columns), float32 of the same shape.
+
+    Every fragment is scaled to its own peak of 1, so the result depends on the
+    fragment size (and on Dask, on the chunking) and shows steps where
+    fragments meet; a fragment as large as the volume avoids them.
+    """
+    return _core.iso(volume, transform, fragment_size, overlap)
+
+
+def mesh(heights, transform=None, **common):
+    """Triangle surface of the data cells: ``(vertices, triangles)``.
+
+    Vertices are float64 (x, y, height) in the transform's coordinates;
+    triangles are uint32 vertex indices, three per row. Fragments share a row
+    and a column, so shared cells give one vertex per fragment.
+    """
+    return _core.mesh(heights, transform, _common(**common))
+
+
+from . import accessor  # noqa: E402,F401  registers DataArray.rastrum

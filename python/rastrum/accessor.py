@@ -1,0 +1,151 @@
+"""``DataArray.rastrum``: the operations on xarray, in memory or on Dask.
+
+The last two dimensions are the raster's rows and columns; any dimension
+before them (``time``, ``band``) is a series of rasters, each run on its own.
+Holes come from ``rio.nodata`` or ``_FillValue``. Results keep the
+coordinates (with rioxarray's CRS and transform) and attributes; float
+results have NaN as nodata. On a Dask-backed array each chunk is run with a
+halo of what the operation's stencil reaches (``map_overlap``), so the result
+equals the in-memory call for any chunking, as long as the overlap is left at
+its default.
+"""
+
+import numpy as np
+import xarray as xr
+
+import rastrum
+
+try:
+    import rioxarray  # noqa: F401  registers DataArray.rio
+except ImportError:  # pragma: no cover - rioxarray is optional
+    rioxarray = None
+
+
+def _window(window):
+    window = max(window, 3)
+    return window + 1 if window % 2 == 0 else window
+
+
+def _per_plane(run, dimensions, *blocks):
+    """run(plane, ...) on every plane of the last `dimensions` axes."""
+    lead = blocks[0].shape[: blocks[0].ndim - dimensions]
+    if not lead:
+        return run(*blocks)
+    out = None
+    for index in np.ndindex(lead):
+        plane = run(*(b[index] for b in blocks))
+        if out is None:
+            out = np.empty(lead + plane.shape, plane.dtype)
+        out[index] = plane
+    return out
+
+
+def _is_dask(data):
+    return type(data).__module__.startswith("dask")
+
+
+@xr.register_dataarray_accessor("rastrum")
+class RastrumAccessor:
+    def __init__(self, da):
+        self._da = da
+
+    def _nodata(self, da=None):
+        da = self._da if da is None else da
+        nodata = da.rio.nodata if rioxarray is not None else None
+        if nodata is None:
+            nodata = da.attrs.get("_FillValue", da.encoding.get("_FillValue"))
+        return None if nodata is None or np.isnan(nodata) else float(nodata)
+
+    def _apply(self, run, halo, dtype, others=(), dimensions=2):
+        da = self._da
+        arrays = [da.data] + [o.data if isinstance(o, xr.DataArray) else o for o in others]
+        if not _is_dask(da.data):
+            data = _per_plane(run, dimensions, *(np.asarray(a) for a in arrays))
+        elif halo == 0:
+            import dask.array
+
+            data = dask.array.map_blocks(
+                lambda *b: _per_plane(run, dimensions, *b),
+                *(dask.array.asarray(a).rechunk(da.data.chunks) for a in arrays),
+                dtype=dtype,
+            )
+        else:
+            depth = {da.ndim - 1: halo, da.ndim - 2: halo}
+            source = da.data.rechunk({da.ndim - 3: -1}) if dimensions == 3 else da.data
+            data = source.map_overlap(
+                lambda b: _per_plane(run, dimensions, b), depth=depth, boundary="none", dtype=dtype,
+                meta=np.empty((0,) * da.ndim, dtype),
+            )
+        return self._wrap(data)
+
+    def _wrap(self, data):
+        da = self._da
+        dropped = ("_FillValue", "missing_value", "scale_factor", "add_offset")
+        attrs = {k: v for k, v in da.attrs.items() if k not in dropped}
+        out = xr.DataArray(data, coords=da.coords, dims=da.dims, attrs=attrs, name=da.name)
+        if rioxarray is not None:
+            floating = np.issubdtype(out.dtype, np.floating)
+            out = out.rio.write_nodata(np.nan if floating else None, encoded=False)
+        return out
+
+    def mask(self, **options):
+        """1.0 at data cells, 0.0 at holes."""
+        nodata = self._nodata()
+        return self._apply(lambda h: rastrum.mask(h, nodata=nodata, **options), 0, np.float32)
+
+    def smooth(self, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0, **options):
+        """Bilateral (or Gaussian) smoothing; see rastrum.smooth."""
+        nodata = self._nodata()
+        return self._apply(
+            lambda h: rastrum.smooth(h, gaussian, window, sigma_spatial, sigma_range, nodata=nodata, **options),
+            (_window(window) - 1) // 2, self._da.dtype,
+        )
+
+    def sobel(self, slope=45.0, **options):
+        """Gradient magnitude; see rastrum.sobel."""
+        nodata = self._nodata()
+        return self._apply(lambda h: rastrum.sobel(h, slope, nodata=nodata, **options), 1, np.float32)
+
+    def calc(self, op, other, **options):
+        """self op other, cell by cell; see rastrum.calc. `other` is a DataArray on the same grid."""
+        if other.shape != self._da.shape:
+            raise ValueError(f"calc: shapes differ: {self._da.shape} against {other.shape}")
+        one = np.ones((1, 1), self._da.dtype)
+        rastrum.calc(op, one, one.astype(other.dtype))  # the name and types are checked before any chunk runs
+        nodata, b_nodata = self._nodata(), self._nodata(other)
+        dtype = self._da.dtype if np.issubdtype(self._da.dtype, np.floating) else np.int32
+        return self._apply(
+            lambda a, b: rastrum.calc(op, a, b, b_holes={"nodata": b_nodata}, nodata=nodata, **options),
+            0, dtype, others=(other,),
+        )
+
+    def overwrite(self, ranges, invert=False, value=1, codes=None, **options):
+        """The cell-type codes with `value` written where the height lies in `ranges`; see rastrum.overwrite."""
+        nodata = self._nodata()
+        if codes is None:
+            run = lambda h: rastrum.overwrite(h, None, ranges, invert, value, nodata=nodata, **options)  # noqa: E731
+            return self._apply(run, 0, np.uint8)
+        run = lambda h, c: rastrum.overwrite(h, c, ranges, invert, value, nodata=nodata, **options)  # noqa: E731
+        return self._apply(run, 0, np.uint8, others=(codes,))
+
+    def iso(self, **options):
+        """Marker density of the volume in the last three dimensions (layers, rows, columns).
+
+        Every fragment is scaled to its own peak, so the result depends on the
+        fragment size and, on Dask, on the chunking: each chunk is a volume of
+        its own (the layers are never split).
+        """
+        return self._apply(lambda v: rastrum.iso(v, **options), 1, np.float32, dimensions=3)
+
+    def mesh(self, **select):
+        """(vertices, triangles) of the raster's surface in its coordinates.
+
+        A series (time or band) needs one step picked: ``mesh(time="2024-01-01")``
+        (by label) or ``mesh(band=1)``.
+        """
+        da = self._da.sel(select) if select else self._da
+        da = da.squeeze() if da.ndim > 2 else da
+        if da.ndim != 2:
+            raise ValueError(f"mesh: pick one step of {da.dims[:-2]}, e.g. mesh({da.dims[0]}=...)")
+        transform = da.rio.transform() if rioxarray is not None else None
+        return rastrum.mesh(np.asarray(da.data), transform, nodata=self._nodata(da))

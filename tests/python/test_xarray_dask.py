@@ -1,0 +1,77 @@
+"""The accessor: metadata and holes, time series, and Dask results equal to in-memory ones."""
+import dask
+import numpy as np
+import pytest
+import rioxarray
+import xarray as xr
+
+import rastrum  # noqa: F401  registers DataArray.rastrum
+from conftest import terrain, write_tif
+
+OPTIONS = dict(fragment_size=48)
+OPERATIONS = {
+    "mask": lambda da: da.rastrum.mask(**OPTIONS),
+    "bilateral": lambda da: da.rastrum.smooth(window=7, sigma_range=5, **OPTIONS),
+    "gaussian": lambda da: da.rastrum.smooth(gaussian=True, window=6, **OPTIONS),
+    "sobel": lambda da: da.rastrum.sobel(**OPTIONS),
+    "calc": lambda da: da.rastrum.calc("subtract", da + np.float32(1.5), **OPTIONS),
+    "overwrite": lambda da: da.rastrum.overwrite([(480, 500)], value=2, **OPTIONS),
+}
+
+
+@pytest.fixture(scope="module")
+def dem(tmp_path_factory):
+    path = write_tif(tmp_path_factory.mktemp("xr") / "dem.tif", terrain())
+    return path, rioxarray.open_rasterio(path).squeeze("band", drop=True).load()
+
+
+def test_results_keep_coordinates_crs_and_take_holes_from_nodata(dem):
+    _, da = dem
+    da.attrs["units"] = "m"
+    result = da.rastrum.sobel()
+    assert result.rio.crs == da.rio.crs and result.rio.transform() == da.rio.transform()
+    assert result.attrs["units"] == "m" and np.isnan(result.rio.nodata)
+    xr.testing.assert_equal(result.x, da.x)
+    np.testing.assert_array_equal(result, rastrum.sobel(da.values, nodata=-9999))
+    assert np.isnan(result.values[da.values == -9999]).all()
+
+
+def test_a_time_series_runs_every_step(dem):
+    _, da = dem
+    series = xr.concat([da, da + np.float32(7)], dim=xr.DataArray([2019, 2024], dims="time", name="time"))
+    result = series.rastrum.smooth()
+    for year in (2019, 2024):
+        np.testing.assert_array_equal(result.sel(time=year), rastrum.smooth(series.sel(time=year).values, nodata=-9999))
+    with pytest.raises(ValueError, match="pick one step"):
+        series.rastrum.mesh()
+    vertices, _ = series.rastrum.mesh(time=2024)
+    assert vertices[:, 0].min() == pytest.approx(da.x.min())
+
+
+@pytest.mark.parametrize("chunks", [(20, 20), (47, 61), (100, 35), (130, 150)])
+@pytest.mark.parametrize("operation", OPERATIONS)
+def test_dask_equals_in_memory_for_any_chunking(dem, operation, chunks):
+    _, da = dem
+    lazy = OPERATIONS[operation](da.chunk(dict(zip(da.dims, chunks))))
+    assert isinstance(lazy.data, dask.array.Array)
+    np.testing.assert_array_equal(lazy.compute(), OPERATIONS[operation](da), strict=True)
+
+
+def test_local_cluster_of_two_processes_writes_what_one_process_computes(dem, tmp_path):
+    from dask.distributed import Client, LocalCluster, Lock
+
+    path, da = dem
+    volume = (np.random.default_rng(3).random((4, 130, 150)) < 0.05).astype(np.uint16)
+    markers = write_tif(tmp_path / "markers.tif", volume, "uint16", None)
+    with LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None) as cluster, Client(cluster):
+        lazy = rioxarray.open_rasterio(path, chunks={"x": 64, "y": 64}).squeeze("band", drop=True)
+        lazy_markers = rioxarray.open_rasterio(markers, chunks={"x": 150, "y": 130})
+        results = {name: run(lazy) for name, run in OPERATIONS.items()}
+        results["iso"] = lazy_markers.rastrum.iso()
+        for name, result in results.items():
+            result.rio.to_raster(tmp_path / f"{name}.tif", lock=Lock("rio"), compute=True)
+    for name, run in OPERATIONS.items():
+        written = rioxarray.open_rasterio(tmp_path / f"{name}.tif", masked=False).squeeze("band", drop=True)
+        np.testing.assert_array_equal(written, run(da), err_msg=name)
+    iso = rioxarray.open_rasterio(tmp_path / "iso.tif")
+    np.testing.assert_array_equal(iso, rastrum.iso(volume))
