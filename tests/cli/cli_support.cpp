@@ -8,11 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
+#include <bit>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 namespace cli_testing {
@@ -35,12 +34,35 @@ std::string contents(fs::path const& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+void expectSameValues(std::vector<double> const& actual, std::vector<double> const& expected, std::string const& what) {
+    ASSERT_EQ(actual.size(), expected.size()) << what;
+    int mismatches = 0;
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+        bool const same = std::isnan(expected[i]) ? std::isnan(actual[i])
+                                                  : std::bit_cast<std::uint64_t>(actual[i]) ==
+                                                        std::bit_cast<std::uint64_t>(expected[i]);
+        if (!same && ++mismatches <= 3) {
+            ADD_FAILURE() << what << ": cell " << i << " is " << actual[i] << ", expected " << expected[i];
+        }
+    }
+    EXPECT_EQ(mismatches, 0) << what;
+}
+
+std::vector<std::string> elevationSamples() {
+    std::vector<std::string> found;
+    std::error_code missing;
+    for (auto const& entry : fs::directory_iterator(RASTRUM_DATA, missing)) {
+        if (entry.path().extension() == ".asc") {
+            found.push_back(entry.path().string());
+        }
+    }
+    std::ranges::sort(found);
+    return found;
+}
+
 TempFolder::TempFolder() {
-    static std::atomic<int> counter{0};
-    path_ = fs::temp_directory_path() /
-            ("rastrum-cli-test-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-    fs::remove_all(path_);
-    fs::create_directories(path_);
+    std::string name = (fs::temp_directory_path() / "rastrum-cli-test-XXXXXX").string();
+    path_ = ::mkdtemp(name.data());
 }
 
 TempFolder::~TempFolder() {
@@ -58,12 +80,22 @@ std::vector<std::string> TempFolder::entries() const {
 }
 
 RasterOnDisk uniform(int width, int height, int bands, GDALDataType type, double value) {
-    RasterOnDisk raster;
-    raster.width = width;
-    raster.height = height;
-    raster.bands = bands;
-    raster.type = type;
-    raster.values.assign(static_cast<std::size_t>(width * height * bands), value);
+    return {width, height, bands, type, std::vector<double>(static_cast<std::size_t>(width * height * bands), value), {},
+            {}, {}};
+}
+
+RasterOnDisk terrain(int width, int height, double tilt) {
+    auto raster = uniform(width, height, 1, GDT_Float32, 0.0);
+    raster.transform = TestTransform;
+    raster.crsWkt = utmWkt();
+    raster.nodata = Nodata;
+    for (int row = 0; row < height; ++row) {
+        for (int x = 0; x < width; ++x) {
+            bool const hole = (x * 7 + row * 13) % 29 == 0 || (x >= 5 && x < 9 && row >= 3 && row < 6);
+            double const h = 1500.0 + 20.0 * std::sin(0.3 * x) + (0.8 + tilt) * row + ((x * 31 + row * 17) % 11) * 0.37;
+            raster.values[static_cast<std::size_t>(x + width * row)] = hole ? Nodata : static_cast<float>(h);
+        }
+    }
     return raster;
 }
 
@@ -71,25 +103,18 @@ void writeRaster(std::string const& path, RasterOnDisk const& raster, char const
     GDALAllRegister();
     GDALDatasetH const memory =
         GDALCreate(GDALGetDriverByName("MEM"), "", raster.width, raster.height, raster.bands, raster.type, nullptr);
-    std::size_t const cells = static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height);
-    for (int band = 0; band < raster.bands; ++band) {
-        auto* values = const_cast<double*>(raster.values.data() + cells * static_cast<std::size_t>(band));
-        GDALRasterBandH const handle = GDALGetRasterBand(memory, band + 1);
-        if (GDALRasterIO(handle, GF_Write, 0, 0, raster.width, raster.height, values, raster.width, raster.height,
-                         GDT_Float64, 0, 0) != CE_None) {
-            throw std::runtime_error("cannot fill a test raster");
-        }
-        if (raster.nodata) {
-            GDALSetRasterNoDataValue(handle, *raster.nodata);
-        }
+    if (GDALDatasetRasterIO(memory, GF_Write, 0, 0, raster.width, raster.height, const_cast<double*>(raster.values.data()),
+                            raster.width, raster.height, GDT_Float64, raster.bands, nullptr, 0, 0, 0) != CE_None) {
+        throw std::runtime_error("cannot fill a test raster");
+    }
+    for (int band = 1; raster.nodata && band <= raster.bands; ++band) {
+        GDALSetRasterNoDataValue(GDALGetRasterBand(memory, band), *raster.nodata);
     }
     if (raster.transform) {
         auto transform = *raster.transform;
         GDALSetGeoTransform(memory, transform.data());
     }
-    if (!raster.crsWkt.empty()) {
-        GDALSetProjection(memory, raster.crsWkt.c_str());
-    }
+    GDALSetProjection(memory, raster.crsWkt.c_str());
     GDALDatasetH const written =
         GDALCreateCopy(GDALGetDriverByName(driver), path.c_str(), memory, FALSE, nullptr, nullptr, nullptr);
     if (!written) {
@@ -110,21 +135,16 @@ RasterRead readRaster(std::string const& path) {
     read.height = GDALGetRasterYSize(dataset);
     read.bands = GDALGetRasterCount(dataset);
     read.type = GDALGetRasterDataType(GDALGetRasterBand(dataset, 1));
-    read.hasTransform = GDALGetGeoTransform(dataset, read.transform.data()) == CE_None;
+    std::array<double, 6> transform{};
+    read.transform = GDALGetGeoTransform(dataset, transform.data()) == CE_None ? std::optional(transform) : std::nullopt;
     read.crsWkt = GDALGetProjectionRef(dataset);
     int hasNodata = 0;
     double const nodata = GDALGetRasterNoDataValue(GDALGetRasterBand(dataset, 1), &hasNodata);
-    if (hasNodata) {
-        read.nodata = nodata;
-    }
-    std::size_t const cells = static_cast<std::size_t>(read.width) * static_cast<std::size_t>(read.height);
-    read.values.resize(cells * static_cast<std::size_t>(read.bands));
-    for (int band = 0; band < read.bands; ++band) {
-        if (GDALRasterIO(GDALGetRasterBand(dataset, band + 1), GF_Read, 0, 0, read.width, read.height,
-                         read.values.data() + cells * static_cast<std::size_t>(band), read.width, read.height,
-                         GDT_Float64, 0, 0) != CE_None) {
-            throw std::runtime_error("cannot read " + path);
-        }
+    read.nodata = hasNodata ? std::optional(nodata) : std::nullopt;
+    read.values.resize(static_cast<std::size_t>(read.width) * static_cast<std::size_t>(read.height * read.bands));
+    if (GDALDatasetRasterIO(dataset, GF_Read, 0, 0, read.width, read.height, read.values.data(), read.width,
+                            read.height, GDT_Float64, read.bands, nullptr, 0, 0, 0) != CE_None) {
+        throw std::runtime_error("cannot read " + path);
     }
     GDALClose(dataset);
     return read;
@@ -138,8 +158,6 @@ bool sameCrs(std::string const& a, std::string const& b) {
     OSRDestroySpatialReference(second);
     return same;
 }
-
-std::string utmWkt() { return epsgWkt(32613); }
 
 std::string epsgWkt(int code) {
     OGRSpatialReferenceH const srs = OSRNewSpatialReference(nullptr);

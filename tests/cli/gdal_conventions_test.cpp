@@ -3,21 +3,13 @@
 #include <cpl_conv.h>
 #include <cpl_vsi.h>
 
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <filesystem>
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "cli_support.hpp"
 #include "io/raster_reader.hpp"
-#include "terrain_fixture.hpp"
 
 using namespace cli_testing;
 
@@ -40,18 +32,11 @@ protected:
     RasterRead reference;
 };
 
-void expectSameRaster(RasterRead const& a, RasterRead const& b) {
-    EXPECT_EQ(a.width, b.width);
-    EXPECT_EQ(a.height, b.height);
-    EXPECT_EQ(a.type, b.type);
-    EXPECT_EQ(a.transform, b.transform);
-    ASSERT_EQ(a.values.size(), b.values.size());
-    for (std::size_t i = 0; i < a.values.size(); ++i) {
-        // Holes are NaN or the format's nodata.
-        bool const holeA = std::isnan(a.values[i]) || a.values[i] == a.nodata;
-        bool const holeB = std::isnan(b.values[i]) || b.values[i] == b.nodata;
-        ASSERT_TRUE(holeA == holeB && (holeA || a.values[i] == b.values[i])) << "cell " << i;
-    }
+// Holes are NaN or the format's nodata.
+void expectSameRaster(RasterRead a, RasterRead const& b) {
+    EXPECT_TRUE(a.width == b.width && a.height == b.height && a.type == b.type && a.transform == b.transform);
+    std::ranges::replace(a.values, a.nodata.value_or(NAN), NAN);
+    expectSameValues(a.values, b.values);
 }
 
 } // namespace
@@ -70,9 +55,6 @@ TEST_F(GdalConventions, VirtualFileSystemsOpenLikeFiles) {
     ASSERT_EQ(fromMemory.size(), 70u * 9u);
     EXPECT_TRUE(std::ranges::equal(fromMemory, fromFile, sameValue));
     VSIUnlink("/vsimem/dem.tif");
-    auto const missing = rastrum({"sobel", "/vsizip/" + (folder / "none.zip") + "/x.tif", folder / "x.tif"});
-    EXPECT_EQ(missing.status, 2);
-    EXPECT_NE(missing.err.find("none.zip/x.tif: cannot be opened as a raster"), std::string::npos) << missing.err;
 }
 
 TEST_F(GdalConventions, GeoTiffsAreTiledAndCompressedUnlessCreationOptionsSayOtherwise) {
@@ -99,7 +81,7 @@ TEST_F(GdalConventions, GeoTiffsAreTiledAndCompressedUnlessCreationOptionsSayOth
     }
 }
 
-TEST_F(GdalConventions, EveryOfferedFormatGivesTheResultBackAndOthersAreRefused) {
+TEST_F(GdalConventions, EveryOfferedFormatGivesTheResultBack) {
     struct Format {
         char const* driver;
         char const* extension;
@@ -118,13 +100,6 @@ TEST_F(GdalConventions, EveryOfferedFormatGivesTheResultBackAndOthersAreRefused)
         auto const mask = run({"mask", dem, out, "-of", f.driver, "--overwrite"});
         EXPECT_EQ(mask.type, f.maskType);
     }
-    for (auto const& [driver, name] : std::vector<std::pair<std::string, std::string>>{
-             {"VRT", "x.vrt"}, {"PNG", "x.png"}, {"XYZ", "x.xyz"}, {"MEM", "x.mem"}}) {
-        auto const refused = rastrum({"sobel", dem, folder / name, "-of", driver});
-        EXPECT_EQ(refused.status, 2) << driver;
-        EXPECT_NE(refused.err.find("would not give the result back unchanged"), std::string::npos) << refused.err;
-        EXPECT_FALSE(std::filesystem::exists(folder / name));
-    }
 }
 
 TEST_F(GdalConventions, ProgressOffATerminalIsGdalsDottedLineAndQuietSilencesIt) {
@@ -132,23 +107,4 @@ TEST_F(GdalConventions, ProgressOffATerminalIsGdalsDottedLineAndQuietSilencesIt)
     EXPECT_EQ(shown.err, "0...10...20...30...40...50...60...70...80...90...100 - done.\n");
     auto const quiet = rastrum({"sobel", dem, folder / "q.tif", "-q"});
     EXPECT_EQ(quiet.err, "");
-}
-
-TEST_F(GdalConventions, ARunThatCannotFitInMemoryIsRefusedWithItsSizeAndNothingWritten) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "AddressSanitizer reserves more address space than any limit leaves";
-#endif
-    // 6000 x 6000 cells, sparse on disk: a band of whole 6000-point fragments needs more than 700 MB.
-    auto const big = folder / "big.tif";
-    GDALDatasetH const sparse = GDALCreate(GDALGetDriverByName("GTiff"), big.c_str(), 6000, 6000, 1, GDT_Float32,
-                                           nullptr);
-    GDALClose(sparse);
-    auto const line = "ulimit -v 700000; exec " + std::string(RASTRUM_CLI) + " sobel " + big + " " +
-                      (folder / "out.tif") + " -q --fragment-size 6000 2>" + (folder / "err.txt");
-    int const status = std::system(("sh -c '" + line + "'").c_str());
-    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
-    std::ifstream err(folder / "err.txt");
-    std::string const message{std::istreambuf_iterator<char>(err), {}};
-    EXPECT_NE(message.find("need about 1099 MB of memory"), std::string::npos) << message;
-    EXPECT_FALSE(std::filesystem::exists(folder / "out.tif"));
 }

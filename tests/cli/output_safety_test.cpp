@@ -14,7 +14,6 @@
 
 #include "cli_support.hpp"
 #include "io/atomic_output.hpp"
-#include "terrain_fixture.hpp"
 
 using namespace cli_testing;
 namespace fs = std::filesystem;
@@ -30,38 +29,9 @@ protected:
 
 } // namespace
 
-TEST_F(OutputSafety, LogNeverReplacesAFile) {
-    writeRaster(folder / "other.asc", terrain(8, 8), "AAIGrid");
-    std::ofstream(folder / "run.log") << "earlier\n";
-    auto const other = contents(folder / "other.asc");
-    for (auto const& [log, said] : std::vector<std::pair<std::string, std::string>>{
-             {dem, "reads or writes"},
-             {folder / "out.tif", "reads or writes"},
-             {folder / "other.asc", "not a .log"},
-             {folder / "dem.prj", "side file of " + dem},
-             {folder / "nowhere/x.log", "cannot be written"}}) {
-        expectRefused({"sobel", dem, folder / "out.tif", "--log", log}, {said});
-    }
-    EXPECT_EQ(rastrum({"sobel", dem, folder / "out.tif", "--log", folder / "run.log"}).status, 0);
-    EXPECT_EQ(readRaster(dem).width, 40);
-    EXPECT_EQ(contents(folder / "other.asc"), other);
-    auto const log = contents(folder / "run.log");
-    EXPECT_TRUE(log.starts_with("earlier\n") && log.find("Threshold value") != std::string::npos) << log;
-}
-
-TEST_F(OutputSafety, SideFilesAreNeverReplacedAndNameTheFinalPath) {
-    for (auto const& [arguments, side] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{"mesh", dem, folder / "x.gltf"}, "x.bin"},
-             {{"sobel", dem, folder / "grad.asc"}, "grad.prj"},
-             {{"mask", dem, folder / "g2.bil", "-of", "ENVI"}, "g2.hdr"}}) {
-        std::ofstream(folder / side) << "an earlier file\n";
-        auto const before = folder.entries();
-        expectRefused(arguments, {side, "--overwrite"});
-        EXPECT_EQ(contents(folder / side), "an earlier file\n");
-        EXPECT_EQ(folder.entries(), before);
-        fs::remove(folder / side);
-        EXPECT_EQ(rastrum(arguments).status, 0);
-    }
+// Side files already there are refused in refusals_test.cpp.
+TEST_F(OutputSafety, SideFilesNameTheFinalPath) {
+    EXPECT_EQ(rastrum({"mask", dem, folder / "g2.bil", "-of", "ENVI"}).status, 0);
     EXPECT_NE(contents(folder / "g2.hdr").find("{\n" + folder / "g2.bil}"), std::string::npos);
 }
 

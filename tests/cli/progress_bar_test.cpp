@@ -5,8 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -17,84 +16,72 @@
 
 namespace {
 
-// Everything written to a FILE*, kept in memory.
-class CapturedStream {
-public:
-    CapturedStream() : stream_(open_memstream(&buffer_, &size_)) {}
-    CapturedStream(CapturedStream const&) = delete;
-    CapturedStream& operator=(CapturedStream const&) = delete;
-    ~CapturedStream() {
-        std::fclose(stream_);
-        std::free(buffer_);
-    }
-    std::FILE* stream() const { return stream_; }
-    std::string text() {
-        std::fflush(stream_);
-        return {buffer_, size_};
-    }
+using rastrum_host::ProgressBar;
 
-private:
-    char* buffer_ = nullptr;
-    std::size_t size_ = 0;
-    std::FILE* stream_;
-};
+// What a bar on `drawn`'s stream shows for `calls`, its destructor ending the open line.
+std::string drawn(std::function<void(ProgressBar&)> const& calls,
+                  ProgressBar::Drawing drawing = ProgressBar::Drawing::Always) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const stream = open_memstream(&text, &size);
+    {
+        ProgressBar bar(stream, drawing);
+        calls(bar);
+    }
+    std::fclose(stream);
+    std::string shown(text, size);
+    std::free(text);
+    return shown;
+}
 
 TEST(ProgressBar, DrawsOneLineRewrittenPerReport) {
-    CapturedStream out;
-    {
-        rastrum_host::ProgressBar bar(out.stream(), rastrum_host::ProgressBar::Drawing::Always);
+    auto const text = drawn([](ProgressBar& bar) {
         bar.report("Smoothing #", 0, 3);
         bar.report("Smoothing #", 1, 3);
         bar.report("Smoothing #", 2, 3);
         bar.finish();
         bar.finish();
-    }
-    EXPECT_EQ(out.text(), "\rSmoothing [##########--------------------] 1/3  33%"
-                          "\rSmoothing [####################----------] 2/3  66%"
-                          "\rSmoothing [##############################] 3/3 100%\n");
+    });
+    EXPECT_EQ(text, "\rSmoothing [##########--------------------] 1/3  33%"
+                    "\rSmoothing [####################----------] 2/3  66%"
+                    "\rSmoothing [##############################] 3/3 100%\n");
 }
 
 TEST(ProgressBar, LinesOfTextGoAboveTheBarWhichKeepsItsCount) {
-    CapturedStream out;
-    {
-        rastrum_host::ProgressBar bar(out.stream(), rastrum_host::ProgressBar::Drawing::Always);
+    auto const text = drawn([](ProgressBar& bar) {
         bar.writeLine("before any bar");
         bar.report("Smoothing #", 0, 2);
         bar.writeLine("Threshold");
         bar.report("Smoothing #", 1, 2);
-    }
-    EXPECT_EQ(out.text(), "before any bar\n"
-                          "\rSmoothing [###############---------------] 1/2  50%"
-                          "\r\033[KThreshold\n"
-                          "\rSmoothing [###############---------------] 1/2  50%"
-                          "\rSmoothing [##############################] 2/2 100%\n");
+    });
+    EXPECT_EQ(text, "before any bar\n"
+                    "\rSmoothing [###############---------------] 1/2  50%"
+                    "\r\033[KThreshold\n"
+                    "\rSmoothing [###############---------------] 1/2  50%"
+                    "\rSmoothing [##############################] 2/2 100%\n");
 }
 
 TEST(ProgressBar, NewTextTotalOrCompletedRunStartsANewLine) {
-    CapturedStream out;
-    {
-        rastrum_host::ProgressBar bar(out.stream(), rastrum_host::ProgressBar::Drawing::Always);
+    auto const text = drawn([](ProgressBar& bar) {
         bar.report("Applying Sobel to current Fragment # ", 0, 1);
         bar.report("Applying Sobel to current Fragment # ", 0, 1);
         bar.report("Applying Sobel to current Fragment # ", 0, 2);
         bar.report("Smoothing #", 0, 2);
-    } // the destructor ends the open line
+    });
     std::string const full(30, '#');
     std::string const half = std::string(15, '#') + std::string(15, '-');
-    EXPECT_EQ(out.text(), "\rApplying Sobel to current Fragment [" + full + "] 1/1 100%\n" +
-                              "\rApplying Sobel to current Fragment [" + full + "] 1/1 100%\n" +
-                              "\rApplying Sobel to current Fragment [" + half + "] 1/2  50%\n" +
-                              "\rSmoothing [" + half + "] 1/2  50%\n");
+    EXPECT_EQ(text, "\rApplying Sobel to current Fragment [" + full + "] 1/1 100%\n" +
+                    "\rApplying Sobel to current Fragment [" + full + "] 1/1 100%\n" +
+                    "\rApplying Sobel to current Fragment [" + half + "] 1/2  50%\n" +
+                    "\rSmoothing [" + half + "] 1/2  50%\n");
 }
 
 TEST(ProgressBar, SilentWhenTheStreamIsNoTerminal) {
-    CapturedStream out;
-    {
-        rastrum_host::ProgressBar bar(out.stream());
+    auto const text = drawn([](ProgressBar& bar) {
         bar.report("Smoothing #", 0, 2);
         bar.finish();
-    }
-    EXPECT_EQ(out.text(), "");
+    }, ProgressBar::Drawing::OnTerminal);
+    EXPECT_EQ(text, "");
 }
 
 // Reports from many threads are each counted once and drawn whole, in order.
@@ -102,9 +89,7 @@ TEST(ProgressBar, CountsReportsFromWorkerThreads) {
     constexpr unsigned threads = 8;
     constexpr unsigned perThread = 200;
     constexpr unsigned total = threads * perThread;
-    CapturedStream out;
-    {
-        rastrum_host::ProgressBar bar(out.stream(), rastrum_host::ProgressBar::Drawing::Always);
+    std::istringstream lines(drawn([&](ProgressBar& bar) {
         std::vector<std::jthread> workers;
         for (unsigned t = 0; t < threads; ++t) {
             workers.emplace_back([&bar, t] {
@@ -113,8 +98,7 @@ TEST(ProgressBar, CountsReportsFromWorkerThreads) {
                 }
             });
         }
-    }
-    std::istringstream lines(out.text());
+    }));
     std::string segment;
     std::getline(lines, segment, '\r');
     EXPECT_EQ(segment, "");
@@ -139,19 +123,16 @@ TEST(ConsoleRoute, IdenticalLinesAreFoldedWithACountAboveTheBarAndKeptWholeInThe
         }
         Lumen::Console() << "other";
     };
-    CapturedStream out;
-    {
-        rastrum_host::ProgressBar bar(out.stream(), rastrum_host::ProgressBar::Drawing::Always);
-        rastrum_host::ConsoleRoute const route("", false, &bar);
-        emit();
-    }
-    EXPECT_EQ(out.text(), std::string(threshold) + " (3 times)\nother\n");
+    EXPECT_EQ(drawn([&](ProgressBar& bar) {
+                  rastrum_host::ConsoleRoute const route("", false, &bar);
+                  emit();
+              }),
+              std::string(threshold) + " (3 times)\nother\n");
     cli_testing::TempFolder folder;
     {
         rastrum_host::ConsoleRoute const route(folder / "log.txt", false);
         emit();
     }
-    std::ifstream log(folder / "log.txt");
-    std::string const line(threshold);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), line + "\n" + line + "\n" + line + "\nother\n");
+    std::string const line = threshold + std::string("\n");
+    EXPECT_EQ(cli_testing::contents(folder / "log.txt"), line + line + line + "other\n");
 }

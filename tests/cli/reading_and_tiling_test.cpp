@@ -8,7 +8,7 @@
 #include "Rastrum.hpp"
 #include "core/errors.hpp"
 #include "io/raster_reader.hpp"
-#include "terrain_fixture.hpp"
+#include "cli_support.hpp"
 #include "tiling/tiled_grid.hpp"
 
 using namespace cli_testing;

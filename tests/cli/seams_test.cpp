@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 
+#include "cli_support.hpp"
+#include "io/raster_reader.hpp"
 #include "operations/operations.hpp"
 #include "support/capture.hpp"
 
@@ -13,23 +15,6 @@ using rastrum_host::Raster;
 using rastrum_host::Tiling;
 
 namespace {
-
-// 150 x 140 cells of rough terrain with scattered holes: fragments of 64
-// points leave borders inside the raster on both axes.
-HeightInput roughTerrain() {
-    HeightInput input{.source = "generated", .heights = {.width = 150, .height = 140, .bands = 1, .values = {}},
-                      .cellTypes = {}, .georef = {}};
-    for (std::uint32_t row = 0; row < 140; ++row) {
-        for (std::uint32_t x = 0; x < 150; ++x) {
-            bool const hole = (x * 13 + row * 7) % 47 == 0;
-            input.heights.values.push_back(hole ? std::nanf("")
-                                                : static_cast<float>(100.0 * std::sin(0.05 * x) * std::cos(0.07 * row) +
-                                                                     ((x * 31 + row * 17) % 13) * 1.7));
-            input.cellTypes.push_back(hole ? 1 : 0);
-        }
-    }
-    return input;
-}
 
 using Operation = std::function<Raster<float>(HeightInput const&, Tiling const&)>;
 
@@ -41,8 +26,8 @@ struct Differences {
     int nearFragmentBorders = 0;
 };
 
-Differences againstOneFragment(Operation const& operation, Tiling const& tiling, std::uint32_t reach) {
-    auto const input = roughTerrain();
+Differences againstOneFragment(HeightInput const& input, Operation const& operation, Tiling const& tiling,
+                               std::uint32_t reach) {
     auto const whole = operation(input, Tiling{.fragmentSize = 1024, .overlap = {}, .allowSeams = false, .band = {}});
     auto const tiled = operation(input, tiling);
     Differences differences;
@@ -63,6 +48,10 @@ Differences againstOneFragment(Operation const& operation, Tiling const& tiling,
 
 TEST(Seams, SobelAndSmoothingWithTheDefaultOverlapEqualOneFragmentAwayFromTheEdge) {
     testing_support::ConsoleCapture console;
+    // 150 x 140 cells: fragments of 64 points leave borders inside the raster on both axes.
+    cli_testing::TempFolder const folder;
+    cli_testing::writeRaster(folder / "dem.tif", cli_testing::terrain(150, 140));
+    auto const input = rastrum_host::readHeights(folder / "dem.tif", {});
     rastrum_host::RunContext const context;
     Operation const sobel = [&](HeightInput const& in, Tiling const& t) { return runSobel(in, 45.0, t, context); };
     Operation const bilateral = [&](HeightInput const& in, Tiling const& t) {
@@ -77,10 +66,10 @@ TEST(Seams, SobelAndSmoothingWithTheDefaultOverlapEqualOneFragmentAwayFromTheEdg
         std::uint32_t reach;
     };
     for (auto const& c : {Case{"sobel", sobel, 1}, Case{"bilateral", bilateral, 2}, Case{"gaussian", gaussian, 3}}) {
-        auto const seamless = againstOneFragment(c.operation, Tiling{.fragmentSize = 64, .overlap = {}, .band = {}}, c.reach);
+        auto const seamless = againstOneFragment(input, c.operation, Tiling{.fragmentSize = 64, .overlap = {}, .band = {}}, c.reach);
         EXPECT_EQ(seamless.interior, 0) << c.name;
         Tiling const seamy{.fragmentSize = 64, .overlap = 0, .allowSeams = true, .band = {}};
-        auto const seams = againstOneFragment(c.operation, seamy, c.reach);
+        auto const seams = againstOneFragment(input, c.operation, seamy, c.reach);
         EXPECT_GT(seams.nearFragmentBorders, 100) << c.name << ": without overlap the stencil is cut at fragment borders";
         EXPECT_EQ(seams.interior, seams.nearFragmentBorders) << c.name << ": and nowhere else";
     }
