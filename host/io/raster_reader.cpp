@@ -1,9 +1,9 @@
 #include "io/raster_reader.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
 #include <string>
 #include <vector>
@@ -53,7 +53,7 @@ std::vector<float> heightRows(GDALRasterBandH band, std::uint32_t firstRow, std:
         bool const inexact = integers && static_cast<double>(heights[i]) != value;
         if (nodata[i] == 0 && (outOfRange || inexact)) {
             char text[32];
-            std::snprintf(text, sizeof text, "%.17g", value);
+            *std::to_chars(text, text + sizeof text - 1, value).ptr = '\0'; // the shortest exact spelling
             throw InputError(what + " (" + GDALGetDataTypeName(type) + "): cell " + std::to_string(i % width) + ", " +
                              std::to_string(firstRow + i / width) + " holds " + text + ", which " +
                              (outOfRange ? "lies beyond single precision's range"

@@ -7,6 +7,7 @@
 #include <limits>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "cli_support.hpp"
@@ -49,6 +50,13 @@ protected:
         writeRaster(folder / "float_volume.tif", uniform(8, 8, 3, GDT_Float32, 1.0));
         writeRaster(folder / "rgb16.tif", uniform(40, 30, 3, GDT_UInt16, 300.0));
         writeRaster(folder / "other.asc", terrain(8, 8), "AAIGrid");
+        // One height single precision cannot hold, at column 5 of row 1.
+        for (auto const& [name, type, value] : {std::tuple{"uint32.tif", GDT_UInt32, 4000000001.0},
+                                                std::tuple{"float64.tif", GDT_Float64, 1e302}}) {
+            auto wide = uniform(40, 30, 1, type, 100.0);
+            wide.values[45] = value;
+            writeRaster(folder / name, wide);
+        }
         std::ofstream(folder / "notes.txt") << "not a raster\n";
         for (auto const* name : {"taken.tif", "taken.png", "taken.ply", "run.log", "x.bin", "grad.prj", "g2.hdr"}) {
             std::ofstream(folder / name) << "an earlier file\n";
@@ -91,6 +99,8 @@ TEST_F(Refusals, InputsMissingUnreadableNotRastersOrUnsuitable) {
         {{"mask", dem, out, "--terrain-rgb"}, {"--terrain-rgb", "dem.tif"}},
         {{"sobel", folder / "rgb16.tif", out, "--terrain-rgb"}, {"UInt16"}},
         {{"sobel", dem, out, "--terrain-rgb", "-b", "2"}, {"--terrain-rgb"}},
+        {{"sobel", folder / "uint32.tif", out}, {"uint32.tif", "UInt32", "cell 5, 1 holds 4000000001", "exactly"}},
+        {{"sobel", folder / "float64.tif", out}, {"float64.tif", "Float64", "cell 5, 1 holds 1e+302", "range"}},
         {{"iso", folder / "flat.tif", out}, {"flat.tif", "2 band"}},
         {{"iso", folder / "float_volume.tif", out}, {"float_volume.tif", "Float32"}},
         {{"calc", "subtract", dem, folder / "narrow.tif", out}, {"dem.tif", "narrow.tif", "size"}},
