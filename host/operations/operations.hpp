@@ -97,6 +97,13 @@ struct SlopeOptions {
     bool percent = false;        // 100 x rise over run instead of degrees
     std::optional<double> scale; // horizontal units per height unit; default 1, or metres per degree when geographic
 };
+// Height units per unit of the CRS along x and y for a raster of `rows` rows
+// placed by `georef`: the scale given, else metres per degree at the raster's
+// centre latitude when its CRS is geographic, else 1.
+std::array<double, 2> unitsPerCrsUnit(SlopeOptions const& options, Georeference const& georef, std::uint32_t rows);
+// The slope of part of a raster uses the whole raster's units, given here.
+Raster<float> runSlope(HeightInput const& input, SlopeOptions const& options, std::array<double, 2> unitsPerCrsUnit,
+                       Tiling const& tiling, RunContext const& context);
 // Slope of the heights from the same gradient, in degrees or percent, using the
 // cell size along x and y. NaN wherever the gradient is (holes, their stencil
 // neighbours, the raster's edge).

@@ -39,9 +39,8 @@ std::array<double, 2> metresPerAngle(Georeference const& georef, std::uint32_t r
 }
 
 // Cell sizes along x (columns) and y (rows) in height units.
-std::array<double, 2> cellSizes(HeightInput const& input, std::optional<double> scale) {
+std::array<double, 2> cellSizes(HeightInput const& input, std::array<double, 2> const& perUnit) {
     auto const spacing = placementOf(input.georef, input.heights.height, input.source).spacing;
-    auto const perUnit = scale ? std::array{*scale, *scale} : metresPerAngle(input.georef, input.heights.height);
     return {spacing[0] * perUnit[0], spacing[1] * perUnit[1]};
 }
 
@@ -70,7 +69,7 @@ std::array<double, 2> stencilDifferences(Raster<float> const& heights, std::uint
 } // namespace
 
 std::string planeGradientNote(HeightInput const& input, double slopeDegrees) {
-    auto const [dx, dy] = cellSizes(input, std::nullopt);
+    auto const [dx, dy] = cellSizes(input, unitsPerCrsUnit({}, input.georef, input.heights.height));
     double const rise = std::tan(slopeDegrees * std::numbers::pi / 180.0) * PlaneGradientPerRise;
     std::array<char, 320> text{};
     if (dx == dy) {
@@ -88,11 +87,20 @@ std::string planeGradientNote(HeightInput const& input, double slopeDegrees) {
     return text.data();
 }
 
+std::array<double, 2> unitsPerCrsUnit(SlopeOptions const& options, Georeference const& georef, std::uint32_t rows) {
+    return options.scale ? std::array{*options.scale, *options.scale} : metresPerAngle(georef, rows);
+}
+
 Raster<float> runSlope(HeightInput const& input, SlopeOptions const& options, Tiling const& tiling,
                        RunContext const& context) {
+    return runSlope(input, options, unitsPerCrsUnit(options, input.georef, input.heights.height), tiling, context);
+}
+
+Raster<float> runSlope(HeightInput const& input, SlopeOptions const& options, std::array<double, 2> unitsPerCrsUnit,
+                       Tiling const& tiling, RunContext const& context) {
     double constexpr anyAngle = 45.0; // for the library's threshold line only
     auto result = runSobel(input, anyAngle, tiling, context);
-    auto const [dx, dy] = cellSizes(input, options.scale);
+    auto const [dx, dy] = cellSizes(input, unitsPerCrsUnit);
     bool const northUp = placementOf(input.georef, input.heights.height, input.source).northUp;
     for (std::uint32_t row = 0; row < result.height; ++row) {
         for (std::uint32_t column = 0; column < result.width; ++column) {

@@ -1,7 +1,5 @@
 #include "streaming/streamed_operations.hpp"
 
-#include <ogr_srs_api.h>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -101,13 +99,6 @@ StreamSettings gradientSettings(Tiling const& tiling, StreamSettings settings) {
     return settings;
 }
 
-bool isGeographic(std::string const& wkt) {
-    OGRSpatialReferenceH const srs = wkt.empty() ? nullptr : OSRNewSpatialReference(wkt.c_str());
-    bool const geographic = srs && OSRIsGeographic(srs);
-    OSRDestroySpatialReference(srs);
-    return geographic;
-}
-
 } // namespace
 
 void streamSobel(HeightReader const& input, BandWriter& output, double slopeDegrees, bool keepPartial,
@@ -122,14 +113,11 @@ void streamSobel(HeightReader const& input, BandWriter& output, double slopeDegr
 void streamSlope(HeightReader const& input, BandWriter& output, SlopeOptions const& options, Tiling const& tiling,
                  StreamSettings const& settings, RunContext const& context) {
     checkFragments(tiling, sobelNeeds());
-    // Degrees of a geographic CRS are measured at the raster's centre latitude, which a band does not have.
-    auto banded = gradientSettings(tiling, settings);
-    if (!options.scale && isGeographic(input.georef().crsWkt)) {
-        banded.memoryBytes = std::numeric_limits<std::uint64_t>::max();
-    }
-    streamHeights(input, output, tiling, banded, context, SobelOverlap, sizeof(float), "Slope",
-                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
-                      return runSlope(in, options, t, c);
+    // Degrees of a geographic CRS are measured at the whole raster's centre latitude, not a band's.
+    auto const units = unitsPerCrsUnit(options, input.georef(), input.height());
+    streamHeights(input, output, tiling, gradientSettings(tiling, settings), context, SobelOverlap, sizeof(float),
+                  "Slope", [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
+                      return runSlope(in, options, units, t, c);
                   });
 }
 

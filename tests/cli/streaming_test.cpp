@@ -91,6 +91,12 @@ TEST(Streaming, EveryOperationEqualsTheWholeRasterRun) {
     writeRaster(folder / "a.tif", terrain(131, 97));
     writeRaster(folder / "b.tif", terrain(131, 97, 0.4));
     expectStreamingEqualsWhole(folder / "a.tif", folder / "b.tif", folder);
+    // Degrees of longitude shrink northward: slope's scale is the whole raster's, whatever the band.
+    auto geographic = terrain(131, 97);
+    geographic.transform = std::array{-105.3, 1e-4, 0.0, 40.1, 0.0, -1e-4};
+    geographic.crsWkt = epsgWkt(4326);
+    writeRaster(folder / "g.tif", geographic);
+    expectStreamingEqualsWhole(folder / "g.tif", folder / "g.tif", folder);
     for (auto const& sample : elevationSamples()) {
         SCOPED_TRACE(sample);
         auto const smoothed = folder / "smoothed.tif";
