@@ -105,9 +105,10 @@ public:
                     if (w0 < 0 || w1 < 0 || w2 < 0) {
                         continue;
                     }
-                    double const plane = (static_cast<double>(w0) * heightAt(c[0]) + static_cast<double>(w1) * heightAt(c[1]) +
-                                          static_cast<double>(w2) * heightAt(c[2])) /
-                                         static_cast<double>(w0 + w1 + w2);
+                    double const plane =
+                        (static_cast<double>(w0) * heightAt(c[0]) + static_cast<double>(w1) * heightAt(c[1]) +
+                         static_cast<double>(w2) * heightAt(c[2])) /
+                        static_cast<double>(w0 + w1 + w2);
                     if (std::abs(plane - h) <= maxError_) {
                         return true;
                     }
@@ -116,7 +117,9 @@ public:
         }
         return false;
     }
-    static std::int64_t twiceArea(Cell a, Cell b, Cell c) { return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x); }
+    static std::int64_t twiceArea(Cell a, Cell b, Cell c) {
+        return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
+    }
 
     void scanAround(Vertex v) {
         auto face = dt_.incident_faces(v);
