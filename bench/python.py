@@ -18,7 +18,6 @@ import ctypes
 import json
 import os
 import pathlib
-import resource
 import subprocess
 import sys
 import tempfile
@@ -120,9 +119,15 @@ def resident():
     return psutil.Process().memory_info().rss / 2**20
 
 
+def reset_peak():
+    """Starts the kernel's high-water mark of resident memory afresh at the current size."""
+    pathlib.Path("/proc/self/clear_refs").write_text("5")
+
+
 def peak_resident():
-    """The process's high-water mark of resident memory, in MiB (the kernel's own, no sampling)."""
-    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 2**10
+    """The high-water mark of resident memory since reset_peak, in MiB (the kernel's own, no sampling)."""
+    status = pathlib.Path("/proc/self/status").read_text()
+    return int(next(line for line in status.splitlines() if line.startswith("VmHWM:")).split()[1]) / 2**10
 
 
 def library_threads():
@@ -147,6 +152,7 @@ def on_cluster():
                 client.run(lambda: __import__("rastrum"))
                 threads |= set(client.run(library_threads).values())
                 idle = max(client.run(resident).values())
+                client.run(reset_peak)
                 data = dsa.map_blocks(chunk_terrain, chunks=((CHUNK,) * (BIG // CHUNK),) * 2, dtype=np.float32)
                 total = pipeline(data).sum()
                 cpu, own = client.run(worker_cpu_seconds), worker_cpu_seconds()
@@ -168,9 +174,9 @@ NOTES = (ROOT / "bench" / "python_notes.md").read_text().splitlines() if (ROOT /
 
 def report(single, cluster, load):
     lines = ["# Python package: costs", "",
-             "Written by `bench/python.py` (one run on this machine, under the heavy-run lock). "
-             "Lower is better. Other work on the machine outside the heavy-run lock shows in the load "
-             f"average over the run: {load[0]:.1f} at the start, {load[1]:.1f} at the end, on {os.cpu_count()} cores.", "",
+             "Written by `bench/python.py` (one run under the heavy-run lock, which keeps builds and other "
+             "benchmarks off the machine). Lower is better. The 5-minute load average, which also counts the minutes before the run "
+             f": {load[0]:.1f} at the start, {load[1]:.1f} at the end, on {os.cpu_count()} cores.", "",
              f"## Python call against the same host path from C++ ({SIDE}² float32, best of {REPEATS})", "",
              "Target: the Python call costs at most 1.1x the C++ call (cutting into fragments, library run, "
              "stitching; the Python side also turns NaN into cell types and wraps the result).", "",
