@@ -175,7 +175,7 @@ NOTES = (ROOT / "bench" / "python_notes.md").read_text().splitlines() if (ROOT /
 def report(single, cluster, load):
     lines = ["# Python package: costs", "",
              "Written by `bench/python.py` (one run under the heavy-run lock, which keeps builds and other "
-             "benchmarks off the machine). Lower is better. The 5-minute load average, which also counts the minutes before the run "
+             "benchmarks off the machine). Lower is better. The 5-minute load average, which also counts the minutes before the run"
              f": {load[0]:.1f} at the start, {load[1]:.1f} at the end, on {os.cpu_count()} cores.", "",
              f"## Python call against the same host path from C++ ({SIDE}² float32, best of {REPEATS})", "",
              "Target: the Python call costs at most 1.1x the C++ call (cutting into fragments, library run, "
