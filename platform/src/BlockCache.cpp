@@ -10,13 +10,22 @@
 namespace Velum {
 namespace {
 
-constexpr std::size_t LARGE_BLOCK = std::size_t{1} << 20;
+// From the size of a 128 x 128 float fragment up, blocks are kept: the
+// results of fragmented grids are many blocks of this size, and a fresh
+// block costs a page fault on every 4 KiB of it.
+constexpr std::size_t LARGE_BLOCK = std::size_t{64} << 10;
 constexpr std::size_t HUGE_PAGE = std::size_t{2} << 20;
 // What may stay kept while unused: a few results of 4096 x 4096 doubles, or
 // the vertices and triangles of one such surface.
 constexpr std::size_t KEPT_BYTES = std::size_t{1} << 30;
 
-std::size_t rounded(std::size_t bytes) { return (bytes + HUGE_PAGE - 1) / HUGE_PAGE * HUGE_PAGE; }
+// Blocks of a huge page or more are rounded to whole huge pages, smaller ones
+// to 64 KiB, so that blocks of nearly the same size serve each other.
+std::size_t alignmentOf(std::size_t bytes) { return bytes >= HUGE_PAGE ? HUGE_PAGE : LARGE_BLOCK; }
+std::size_t rounded(std::size_t bytes) {
+    auto const step = alignmentOf(bytes);
+    return (bytes + step - 1) / step * step;
+}
 
 struct KeptBlocks {
     std::mutex lock;
@@ -47,12 +56,14 @@ void* acquireBlock(std::size_t bytes) {
             return block;
         }
     }
-    void* const block = std::aligned_alloc(HUGE_PAGE, size);
+    void* const block = std::aligned_alloc(alignmentOf(size), size);
     if (!block) {
         throw std::bad_alloc();
     }
-    // Only a hint: without transparent huge pages the block works all the same.
-    (void)madvise(block, size, MADV_HUGEPAGE);
+    if (size >= HUGE_PAGE) {
+        // Only a hint: without transparent huge pages the block works all the same.
+        (void)madvise(block, size, MADV_HUGEPAGE);
+    }
     return block;
 }
 
