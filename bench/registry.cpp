@@ -31,6 +31,9 @@ Usage usageNow() {
 void add(std::string const& name, Body body) {
     benchmark::RegisterBenchmark(name.c_str(), [body = std::move(body)](benchmark::State& state) { body(state); })
         ->UseRealTime()
+        // Measures the steady state: blocks kept from earlier calls, pages
+        // mapped; the first call's page faults come once per process.
+        ->MinWarmUpTime(0.1)
         ->MinTime(0.2)
         ->Repetitions(3)
         ->ReportAggregatesOnly(true)

@@ -77,7 +77,8 @@ std::vector<Planned> planFragments(Velum::Field const& positions, Velum::Regular
 // a walk over fragments and points in order would make them. Reports go out
 // in fragment order, each before its fragment is written.
 void triangulateGrid(Run& run, std::vector<Planned> const& planned, std::uint64_t rowCount, std::uint32_t total) {
-    std::vector<RowShare> rows(rowCount);
+    // From the kept blocks: a fresh list of a big grid's rows would fault in anew on every call.
+    Velum::ArrayStorage<RowShare> rows(rowCount);
     auto const rowsOf = [&](Planned const& p) {
         return std::span(rows).subspan(p.firstRow, p.surface.ny * p.surface.nz);
     };

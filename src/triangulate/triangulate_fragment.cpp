@@ -1,7 +1,6 @@
 #include "triangulate/triangulate_fragment.hpp"
 
 #include <algorithm>
-#include <vector>
 
 #include "frame/team_split.hpp"
 
@@ -102,7 +101,7 @@ void triangulateFragment(float const* height, unsigned char const* cellTypes, st
                          Velum::ArrayStorage<Velum::Triangle>& triangles) {
     SurfaceFragment const fragment{height, cellTypes, nx, ny, nz, placement};
     auto const flags = vertexFlags(hole);
-    std::vector<RowShare> rows(ny * nz);
+    Velum::ArrayStorage<RowShare> rows(ny * nz);
     countRows(fragment, flags, rows);
     auto const end = startsFrom({vertices.size(), triangles.size()}, rows);
     vertices.resize(end.vertices);
