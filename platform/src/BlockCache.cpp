@@ -2,10 +2,13 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <mutex>
 #include <new>
+#include <utility>
 
 namespace Velum {
 namespace {
@@ -29,8 +32,10 @@ std::size_t rounded(std::size_t bytes) {
 
 struct KeptBlocks {
     std::mutex lock;
-    std::multimap<std::size_t, void*> bySize;
+    // Each block with the number of its release, so that the oldest goes first.
+    std::multimap<std::size_t, std::pair<std::uint64_t, void*>> bySize;
     std::size_t total = 0;
+    std::uint64_t releases = 0;
 };
 
 // Never destroyed: arrays held by other static objects are released during exit.
@@ -50,7 +55,7 @@ void* acquireBlock(std::size_t bytes) {
         auto& blocks = kept();
         std::lock_guard const guard(blocks.lock);
         if (auto const found = blocks.bySize.find(size); found != blocks.bySize.end()) {
-            void* const block = found->second;
+            void* const block = found->second.second;
             blocks.bySize.erase(found);
             blocks.total -= size;
             return block;
@@ -75,10 +80,13 @@ void releaseBlock(void* block, std::size_t bytes) noexcept {
     auto const size = rounded(bytes);
     auto& blocks = kept();
     std::lock_guard const guard(blocks.lock);
-    // The smallest kept blocks make room first.
+    // The blocks released longest ago make room first: those of a size no
+    // longer asked for, rather than the ones the next call will want again.
     while (blocks.total + size > KEPT_BYTES && !blocks.bySize.empty()) {
-        auto const oldest = blocks.bySize.begin();
-        std::free(oldest->second);
+        auto const oldest = std::min_element(blocks.bySize.begin(), blocks.bySize.end(), [](auto const& a, auto const& b) {
+            return a.second.first < b.second.first;
+        });
+        std::free(oldest->second.second);
         blocks.total -= oldest->first;
         blocks.bySize.erase(oldest);
     }
@@ -86,7 +94,7 @@ void releaseBlock(void* block, std::size_t bytes) noexcept {
         std::free(block);
         return;
     }
-    blocks.bySize.emplace(size, block);
+    blocks.bySize.emplace(size, std::pair(++blocks.releases, block));
     blocks.total += size;
 }
 
