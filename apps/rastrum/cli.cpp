@@ -123,7 +123,7 @@ void addOutput(CLI::App& command, OutputArgs& output) {
                        "GDAL format (driver short name such as GTiff, COG, AAIGrid), also spelt -of");
     command.add_option("--co", output.options.creationOptions,
                        "creation option NAME=VALUE of the format, also spelt -co; repeatable. GeoTIFFs are by "
-                       "default TILED=YES COMPRESS=ZSTD ZSTD_LEVEL=1 PREDICTOR=3 (2 for integers) BIGTIFF=IF_SAFER");
+                       "default TILED=YES COMPRESS=ZSTD ZSTD_LEVEL=1 PREDICTOR=2 BIGTIFF=IF_SAFER NUM_THREADS=ALL_CPUS");
     command.add_option("--dstnodata", output.options.nodata,
                        "nodata value of float results (default NaN, or -3.4028234663852886e38 where the format "
                        "records no NaN: AAIGrid, GPKG, HFA)");

@@ -38,7 +38,7 @@ OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& op
 // The creation options for a GeoTIFF written directly: tiled, compressed
 // (ZSTD level 1 with a predictor), BIGTIFF when needed, with `given`
 // (NAME=VALUE) taking precedence.
-std::vector<std::string> geotiffOptions(GDALDataType type, std::vector<std::string> const& given);
+std::vector<std::string> geotiffOptions(std::vector<std::string> const& given);
 
 // The finite value holes get where a format does not record NaN as nodata:
 // the lowest Float32, -3.4028234663852886e38.

@@ -22,7 +22,8 @@ std::uint64_t cellBytes(std::uint64_t input, std::uint64_t result, Tiling const&
                                                                           tiling.fragmentSize - 1));
     auto const copies = static_cast<std::uint64_t>(std::ceil(size * size / (step * step)));
     auto const perFragment = static_cast<std::uint64_t>(std::ceil(static_cast<double>(FragmentBytes) / (step * step)));
-    return input + (input + result) * copies + 2 * result + perFragment;
+    // One more input read, and one more result written, while a band is computed.
+    return 2 * input + (input + result) * copies + 4 * result + perFragment;
 }
 
 StreamShape shapeOf(HeightReader const& reader, std::uint64_t overlap, std::uint64_t bytes) {
@@ -40,14 +41,12 @@ void streamHeights(HeightReader const& input, BandWriter& output, Tiling const& 
                    Run const& run) {
     auto const height = sizeof(float) + 1; // heights and cell-type codes
     auto const shape = shapeOf(input, overlap, cellBytes(height, resultBytes, tiling, overlap));
-    streamBands(shape, tiling, settings, context, label, input.path(), [&](Band const& band, Tiling const& banded,
-                                                                           RunContext const& ctx, auto const& done) {
-        auto const heights = input.read(band.firstRow, band.rows);
-        done();
-        auto const result = run(heights, banded, ctx);
-        output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
-        done();
-    });
+    streamBands(
+        shape, tiling, settings, context, label, input.path(),
+        [&](Band const& band) { return input.read(band.firstRow, band.rows); }, run,
+        [&](auto const& result, Band const& band) {
+            output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+        });
 }
 
 } // namespace
@@ -141,15 +140,17 @@ void streamCalc(Rastrum::Operandi::Operation operation, HeightReader const& firs
     }
     auto const heights = 2 * (sizeof(float) + 1);
     auto const shape = shapeOf(first, 0, cellBytes(heights, sizeof(float) + 1, tiling, 0));
-    streamBands(shape, tiling, settings, context, "Raster arithmetic", first.path(),
-                [&](Band const& band, Tiling const& banded, RunContext const& ctx, auto const& done) {
-                    auto const a = first.read(band.firstRow, band.rows);
-                    auto const b = second.read(band.firstRow, band.rows);
-                    done();
-                    auto const result = runCalc(operation, a, b, banded, ctx);
-                    output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
-                    done();
-                });
+    streamBands(
+        shape, tiling, settings, context, "Raster arithmetic", first.path(),
+        [&](Band const& band) {
+            return std::pair(first.read(band.firstRow, band.rows), second.read(band.firstRow, band.rows));
+        },
+        [&](auto const& inputs, Tiling const& banded, RunContext const& ctx) {
+            return runCalc(operation, inputs.first, inputs.second, banded, ctx);
+        },
+        [&](auto const& result, Band const& band) {
+            output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+        });
 }
 
 void streamIso(MarkerReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
@@ -161,14 +162,15 @@ void streamIso(MarkerReader const& input, BandWriter& output, Tiling const& tili
                             .northUp = placementOf(input.georef(), input.height(), input.path()).northUp,
                             .overlap = IsoOverlap,
                             .cellBytes = cellBytes(2 * layers, 4 * layers, tiling, IsoOverlap)};
-    streamBands(shape, tiling, settings, context, "Iso density", input.path(),
-                [&](Band const& band, Tiling const& banded, RunContext const& ctx, auto const& done) {
-                    auto const volume = input.read(band.firstRow, band.rows);
-                    done();
-                    auto const result = runIso(volume, banded, ctx);
-                    output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
-                    done();
-                });
+    streamBands(
+        shape, tiling, settings, context, "Iso density", input.path(),
+        [&](Band const& band) { return input.read(band.firstRow, band.rows); },
+        [](MarkerVolume const& volume, Tiling const& banded, RunContext const& ctx) {
+            return runIso(volume, banded, ctx);
+        },
+        [&](auto const& result, Band const& band) {
+            output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+        });
 }
 
 } // namespace rastrum_host
