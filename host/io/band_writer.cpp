@@ -87,6 +87,7 @@ BandWriter::BandWriter(std::filesystem::path path, OutputOptions const& options,
     GDALGetBlockSize(GDALGetRasterBand(dataset_.get(), 1), &blockWidth, &blockHeight);
     blockRows_ = static_cast<std::uint32_t>(std::max(blockHeight, 1));
     height_ = layout.height;
+    type_ = layout.type;
     pending_.resize(layout.bands);
 }
 

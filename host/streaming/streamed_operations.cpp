@@ -34,16 +34,16 @@ StreamShape shapeOf(HeightReader const& reader, std::uint64_t overlap, std::uint
             .cellBytes = bytes};
 }
 
-// A height operation from a band's input to its result raster.
-template <class Run>
+// A height operation from a band's input, as T, to its result raster.
+template <class T = float, class Run>
 void streamHeights(HeightReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
                    RunContext const& context, std::uint64_t overlap, std::uint64_t resultBytes, std::string const& label,
                    Run const& run) {
-    auto const height = sizeof(float) + 1; // heights and cell-type codes
+    auto const height = sizeof(T) + 1; // heights and cell-type codes
     auto const shape = shapeOf(input, overlap, cellBytes(height, resultBytes, tiling, overlap));
     streamBands(
         shape, tiling, settings, context, label, input.path(),
-        [&](Band const& band) { return input.read(band.firstRow, band.rows); }, run,
+        [&](Band const& band) { return input.read<T>(band.firstRow, band.rows); }, run,
         [&](auto const& result, Band const& band) {
             output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
         });
@@ -79,11 +79,14 @@ void streamMask(HeightReader const& input, BandWriter& output, Tiling const& til
 void streamSmooth(HeightReader const& input, BandWriter& output, SmoothOptions const& options, Tiling const& tiling,
                   StreamSettings const& settings, RunContext const& context) {
     checkFragments(tiling, smoothNeeds(effectiveWindow(options.window)));
-    streamHeights(input, output, tiling, settings, context, effectiveWindow(options.window) - 1, sizeof(float),
-                  options.gaussian ? "Gaussian smoothing" : "Bilateral smoothing",
-                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
-                      return runSmooth(in, options, t, c);
-                  });
+    auto const smooth = [&]<class T>(T) {
+        streamHeights<T>(input, output, tiling, settings, context, effectiveWindow(options.window) - 1, sizeof(T),
+                         options.gaussian ? "Gaussian smoothing" : "Bilateral smoothing",
+                         [&](HeightInputOf<T> const& in, Tiling const& t, RunContext const& c) {
+                             return runSmooth(in, options, t, c);
+                         });
+    };
+    output.type() == GDT_Float64 ? smooth(double{}) : smooth(float{});
 }
 
 namespace {
@@ -138,19 +141,22 @@ void streamCalc(Rastrum::Operandi::Operation operation, HeightReader const& firs
         throw InputError(first.path() + " and " + second.path() + " differ in size: " + size(first) + " against " +
                          size(second) + " cells");
     }
-    auto const heights = 2 * (sizeof(float) + 1);
-    auto const shape = shapeOf(first, 0, cellBytes(heights, sizeof(float) + 1, tiling, 0));
-    streamBands(
-        shape, tiling, settings, context, "Raster arithmetic", first.path(),
-        [&](Band const& band) {
-            return std::pair(first.read(band.firstRow, band.rows), second.read(band.firstRow, band.rows));
-        },
-        [&](auto const& inputs, Tiling const& banded, RunContext const& ctx) {
-            return runCalc(operation, inputs.first, inputs.second, banded, ctx);
-        },
-        [&](auto const& result, Band const& band) {
-            output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
-        });
+    auto const calc = [&]<class T>(T) {
+        auto const heights = 2 * (sizeof(T) + 1);
+        auto const shape = shapeOf(first, 0, cellBytes(heights, sizeof(T) + 1, tiling, 0));
+        streamBands(
+            shape, tiling, settings, context, "Raster arithmetic", first.path(),
+            [&](Band const& band) {
+                return std::pair(first.read<T>(band.firstRow, band.rows), second.read<T>(band.firstRow, band.rows));
+            },
+            [&](auto const& inputs, Tiling const& banded, RunContext const& ctx) {
+                return runCalc(operation, inputs.first, inputs.second, banded, ctx);
+            },
+            [&](auto const& result, Band const& band) {
+                output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+            });
+    };
+    output.type() == GDT_Float64 ? calc(double{}) : calc(float{});
 }
 
 void streamIso(MarkerReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
