@@ -153,6 +153,7 @@ TEST_F(Refusals, OutputsInAnUnknownFormatATakenOrUnwritablePlaceOrAFullDisk) {
     std::vector<Refusal> cases{
         {{"sobel", dem, folder / "out.foo"}, {"out.foo", "-of"}},
         {{"sobel", dem, out, "-of", "Nope"}, {"-of Nope"}},
+        {{"smooth", dem, out, "-ot", "Int16"}, {"-ot Int16: smooth writes Float32 or Float64"}},
         {{"sobel", dem, folder / "nowhere/out.tif"}, {"nowhere"}},
         {{"sobel", dem, folder / "taken.tif"}, {"taken.tif", "--overwrite"}},
         // GDAL refuses these only once writing has begun.
