@@ -53,8 +53,13 @@ std::string keyOf(std::string const& option) { return lowered(option.substr(0, o
 
 double finiteNodata() { return -std::numeric_limits<float>::max(); }
 
+bool isStandardOutput(std::filesystem::path const& path) { return path.string().starts_with("/vsistdout"); }
+
 GDALDriverH outputDriver(std::filesystem::path const& path, std::string const& format) {
     useGdal();
+    if (format.empty() && isStandardOutput(path)) {
+        return GDALGetDriverByName("GTiff");
+    }
     if (!format.empty()) {
         GDALDriverH const driver = GDALGetDriverByName(format.c_str());
         if (!driver) {

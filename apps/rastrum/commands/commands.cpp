@@ -42,7 +42,9 @@ void checkPreview(OutputArgs const& output) {
 // before the work starts.
 void checkOutput(OutputArgs const& output) {
     outputDriver(output.path, output.options.format);
-    AtomicOutput const probe(output.path, output.options.overwrite);
+    if (!isStandardOutput(output.path)) {
+        AtomicOutput const probe(output.path, output.options.overwrite);
+    }
     checkPreview(output);
 }
 
