@@ -25,7 +25,7 @@ void registerVolumeKernels(std::uint64_t n);
 // The exported operations end to end, on one fragment and on cut layouts;
 // `team` is the thread count of the operations that run fragments in parallel.
 void registerRasterOperations(std::uint64_t n, int team);
-void registerVolumeOperations(std::uint64_t n);
+void registerVolumeOperations(std::uint64_t n, int team);
 
 // The OpenCV peers on `threads` threads; each is registered on first use and
 // returns its name.

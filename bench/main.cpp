@@ -79,7 +79,7 @@ int main(int argc, char** argv) {
     }
     for (auto const n : bench::VOLUME_SIZES) {
         bench::registerVolumeKernels(n);
-        bench::registerVolumeOperations(n);
+        bench::registerVolumeOperations(n, team);
     }
     auto const ran = benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

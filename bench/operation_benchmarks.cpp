@@ -109,7 +109,7 @@ void registerLayout(std::uint64_t n, std::uint64_t fragment, int team) {
                     }
                 });
 
-    addMeasured(operationName("raster3DtoTri", n, fragment), cells, serial("", traffic::TRIANGLES),
+    addMeasured(operationName("raster3DtoTri", n, fragment), cells, parallel("", traffic::TRIANGLES),
                 [n, fragment](benchmark::State& state) {
                     auto source = surveyGrids(n, fragment).bundle;
                     std::string height = "Height";
@@ -147,11 +147,11 @@ void registerRasterOperations(std::uint64_t n, int team) {
     registerLayout(n, RASTER_FRAGMENT, team);
 }
 
-void registerVolumeOperations(std::uint64_t n) {
+void registerVolumeOperations(std::uint64_t n, int team) {
     auto const cells = n * n * n;
     for (std::uint64_t const fragment : {std::uint64_t{0}, VOLUME_FRAGMENT}) {
         addMeasured(operationName("gausSmoothingUniform3D", n, fragment), cells,
-                    {"", memcpyBound(cells, traffic::DENSITY, 1), 1, traffic::DENSITY},
+                    {"", memcpyBound(cells, traffic::DENSITY, team), team, traffic::DENSITY},
                     [n, fragment](benchmark::State& state) {
                         auto bundle = markerBundle(n, fragment);
                         for (auto _ : state) {

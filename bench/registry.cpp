@@ -1,17 +1,39 @@
 #include "registry.hpp"
 
 #include <omp.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <set>
 #include <vector>
 
 namespace bench {
+namespace {
+
+struct Usage {
+    double wall;
+    double system;
+    double minorFaults;
+};
+
+Usage usageNow() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    auto const wall = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    return {wall, static_cast<double>(usage.ru_stime.tv_sec) + 1e-6 * static_cast<double>(usage.ru_stime.tv_usec),
+            static_cast<double>(usage.ru_minflt)};
+}
+
+} // namespace
 
 void add(std::string const& name, Body body) {
     benchmark::RegisterBenchmark(name.c_str(), [body = std::move(body)](benchmark::State& state) { body(state); })
         ->UseRealTime()
+        // Measures the steady state: blocks kept from earlier calls, pages
+        // mapped; the first call's page faults come once per process.
+        ->MinWarmUpTime(0.1)
         ->MinTime(0.2)
         ->Repetitions(3)
         ->ReportAggregatesOnly(true)
@@ -53,9 +75,16 @@ void addMeasured(std::string const& name, std::uint64_t cells, Comparison const&
         // The library's kernels share a fragment among the default team.
         int const before = omp_get_max_threads();
         omp_set_num_threads(comparison.threads);
+        auto const start = usageNow();
         body(state);
+        auto const end = usageNow();
         omp_set_num_threads(before);
         countCells(state, cells, comparison.threads, comparison.traffic);
+        // Kernel time spent for the process (page faults above all), over
+        // the whole repetition including its untimed set-up.
+        state.counters["system_per_wall"] = (end.system - start.system) / (end.wall - start.wall);
+        state.counters["minor_faults_per_iteration"] =
+            (end.minorFaults - start.minorFaults) / static_cast<double>(std::max<benchmark::IterationCount>(state.iterations(), 1));
         state.SetLabel("peer=" + comparison.peer + ";bound=" + comparison.bound);
     });
 }

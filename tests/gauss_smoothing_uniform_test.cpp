@@ -11,6 +11,8 @@
 #include "Velum/UniformGridBuilder.hpp"
 #include "support/capture.hpp"
 #include "support/grids.hpp"
+#include "support/threads.hpp"
+#include "gauss/marker_density.hpp"
 
 using testing_support::ConsoleCapture;
 using testing_support::Index;
@@ -128,4 +130,45 @@ TEST(GausSmoothingUniform3D, AMissingInputLeavesAnEmptyOutputAndBreaksTheIterati
 
     Velum::BundlePtr empty;
     EXPECT_EQ(smooth(empty, "Mask"), "Bundle need to be bound or is NullPtr");
+}
+
+TEST(MarkerDensity, EqualsBlobsStampedMarkerByMarkerBitForBitOnAnyTeam) {
+    // Dense random markers, so that single-precision sums depend on their
+    // order; enough rows for the team to share them.
+    std::uint64_t const nx = 41, ny = 37, nz = 23, n = nx * ny * nz;
+    std::vector<unsigned short> markers(n);
+    for (std::uint64_t p = 0; p < n; ++p) {
+        markers[p] = static_cast<unsigned short>((p * 2654435761u >> 7) % 3 == 0 ? 1 + p % 5 : 0);
+    }
+    // Each marker stamps its blob in marker order; the peak is the largest
+    // value any sum reached.
+    auto const kernel = Rastrum::markerKernel();
+    std::vector<float> sum(n, 0.0f);
+    double peak = 0.0;
+    auto const at = [&](std::uint64_t x, std::uint64_t y, std::uint64_t z) { return (z * ny + y) * nx + x; };
+    for (std::uint64_t z = 0; z + 2 < nz; ++z) {
+        for (std::uint64_t y = 0; y + 2 < ny; ++y) {
+            for (std::uint64_t x = 0; x + 2 < nx; ++x) {
+                for (std::uint64_t o = 0; markers[at(x + 1, y + 1, z + 1)] != 0 && o < 27; ++o) {
+                    float& entry = sum[at(x + o % 3, y + o / 3 % 3, z + o / 9)];
+                    entry += kernel[o];
+                    peak = std::max(peak, static_cast<double>(entry));
+                }
+            }
+        }
+    }
+    std::vector<float> expected(n, 0.0f);
+    for (std::uint64_t p = 0; p < n; ++p) {
+        auto const x = p % nx, y = p / nx % ny, z = p / (nx * ny);
+        bool const inner = x > 0 && y > 0 && z > 0 && x + 1 < nx && y + 1 < ny && z + 1 < nz;
+        expected[p] = inner && sum[p] > 0 ? static_cast<float>(static_cast<double>(sum[p]) * (1.0 / peak)) : 0.0f;
+    }
+    for (int const threads : {1, 2}) {
+        auto const density = testing_support::withThreads(threads, [&] {
+            std::vector<float> out(n, -1.0f);
+            Rastrum::markerDensity(markers.data(), nx, ny, nz, out.data());
+            return out;
+        });
+        EXPECT_TRUE(density == expected) << threads << " threads";
+    }
 }

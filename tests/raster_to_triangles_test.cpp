@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Rastrum.hpp"
@@ -9,6 +11,7 @@
 #include "Velum/UniformGridBuilder.hpp"
 #include "support/capture.hpp"
 #include "support/grids.hpp"
+#include "support/threads.hpp"
 
 using testing_support::Index;
 using Point = Tensa::PhysicalSpace::point;
@@ -164,5 +167,29 @@ TEST(Raster3DtoTri, AFailingGridKeepsWhatEarlierGridsGaveAndNamesTheProblem) {
         call.put(0.0, "c", heightRaster(layout, allData));
         EXPECT_EQ(call.run(0.0), c.message);
         EXPECT_EQ(call.surface(0.0).triangles()->count(), 2u) << "a's triangles stay, c is not visited";
+    }
+}
+
+TEST(Raster3DtoTri, RowsAndFragmentsSharedAmongThreadsGiveTheOneThreadSurfaceAndReports) {
+    // Large enough for the team to share one fragment's rows; then as many
+    // fragments as to share them out.
+    auto const holes = [](Index const& p) { return (p[0] * 7 + p[1] * 13) % 11 == 0 ? 2 : 0; };
+    for (auto const perFragment : {Index(200u, 180u, 1u), Index(64u, 64u, 1u)}) {
+        auto const layout = testing_support::layoutOf(Index(200u, 180u, 1u), perFragment);
+        auto const runOn = [&](int threads) {
+            Triangulation call;
+            call.put(0.0, "g", heightRaster(layout, holes));
+            EXPECT_EQ(testing_support::withThreads(threads, [&] { return call.run(0.0); }), "");
+            auto const surface = call.surface(0.0);
+            auto const& points = surface.vertices()->values();
+            std::vector<std::array<double, 3>> vertices;
+            for (auto const& v : points) {
+                vertices.push_back({v[0], v[1], v[2]});
+            }
+            return std::tuple(vertices, trianglesOf(surface), call.progress->reports());
+        };
+        auto const [vertices, triangles, reports] = runOn(1);
+        EXPECT_GT(triangles.size(), 40000u);
+        EXPECT_TRUE(runOn(2) == std::tuple(vertices, triangles, reports)) << perFragment[0];
     }
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -45,6 +46,12 @@ using OverwriteTypes = std::tuple<std::uint8_t, float, std::uint16_t, std::uint3
 template <class T>
 using CalcResult = std::conditional_t<std::is_floating_point_v<T>, T, int>;
 
+// A series of rasters of one size, the steps of a time series, runs as the
+// slices of one bundle at times 0, 1, 2 ... where the library walks slices
+// (mask, sobel): `step` names the one slice the library is asked for, none
+// asks for every slice. One result per slice run, in time order.
+using SeriesStep = std::optional<std::size_t>;
+
 // Each run takes a view of the heights; the overloads on a HeightInputOf
 // forward to it. Typed runs exist for the element types listed above.
 
@@ -52,6 +59,9 @@ using CalcResult = std::conditional_t<std::is_floating_point_v<T>, T, int>;
 // the cell types count, so every smoothing type is accepted.
 template <class T>
 Raster<float> runMask(HeightView<T> const& input, Tiling const& tiling, RunContext const& context);
+template <class T>
+std::vector<Raster<float>> runMask(std::span<HeightView<T> const> steps, SeriesStep step, Tiling const& tiling,
+                                   RunContext const& context);
 template <class T>
 Raster<float> runMask(HeightInputOf<T> const& input, Tiling const& tiling, RunContext const& context) {
     return runMask(viewOf(input), tiling, context);
@@ -84,6 +94,8 @@ Raster<T> runSmooth(HeightInputOf<T> const& input, SmoothOptions const& options,
 // for slopeDegrees.
 Raster<float> runSobel(HeightView<float> const& input, double slopeDegrees, Tiling const& tiling,
                        RunContext const& context, bool keepPartial = false);
+std::vector<Raster<float>> runSobel(std::span<HeightView<float> const> steps, SeriesStep step, double slopeDegrees,
+                                    Tiling const& tiling, RunContext const& context, bool keepPartial = false);
 inline Raster<float> runSobel(HeightInput const& input, double slopeDegrees, Tiling const& tiling,
                               RunContext const& context, bool keepPartial = false) {
     return runSobel(viewOf(input), slopeDegrees, tiling, context, keepPartial);

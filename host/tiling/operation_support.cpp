@@ -4,9 +4,13 @@
 
 namespace rastrum_host {
 
-Velum::BundlePtr bundleOf(TiledGrid const& tiled) {
+Velum::BundlePtr bundleOf(TiledGrid const& tiled) { return bundleOf(std::span(&tiled, 1)); }
+
+Velum::BundlePtr bundleOf(std::span<TiledGrid const> steps) {
     auto bundle = Velum::BundlePtr::create();
-    (*bundle)[0.0]->setGrid("raster", tiled.grid());
+    for (std::size_t step = 0; step < steps.size(); ++step) {
+        (*bundle)[static_cast<double>(step)]->setGrid("raster", steps[step].grid());
+    }
     return bundle;
 }
 

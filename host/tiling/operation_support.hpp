@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,8 @@ T missingValue() {
 
 // A bundle whose one slice, at time 0, holds the grid.
 Velum::BundlePtr bundleOf(TiledGrid const& tiled);
+// A bundle whose slices, at times 0, 1, 2 ..., hold the grids of a series' steps.
+Velum::BundlePtr bundleOf(std::span<TiledGrid const> steps);
 
 // A field the library made; its absence is a fault of the host, not of the input.
 Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>> resultField(Velum::Grid const& grid, std::string const& name);

@@ -12,6 +12,11 @@ is GDAL's six geotransform numbers or an affine transform. The library's
 console lines go to the logger ``rastrum`` at debug level. Invalid input
 raises ValueError (TypeError for an element type the operation does not
 take); a failure inside the library raises ``LibraryError`` with its message.
+
+``mask`` and ``sobel`` also take a time series, a 3-D array (steps, rows,
+columns; ``mask`` and ``cell_types`` then 3-D too): the steps become the
+slices of one bundle at times 0, 1, 2 ..., and ``time``, a step's position,
+asks the library for that slice alone (the result is then that step's raster).
 """
 
 from . import _core
@@ -20,16 +25,33 @@ from ._core import LibraryError
 __all__ = ["mask", "smooth", "sobel", "calc", "overwrite", "iso", "mesh", "LibraryError"]
 
 
+def _series(heights, common):
+    """The steps of a series and the hole keywords of each."""
+    steps = list(heights)
+    per_step = [{**common, **{k: common[k][i] for k in ("mask", "cell_types") if common.get(k) is not None}}
+                for i in range(len(steps))]
+    return steps, [_common(**c) for c in per_step]
+
+
+def _over_time(run_series, run_one, heights, time, common):
+    if getattr(heights, "ndim", 2) != 3:
+        if time is not None:
+            raise ValueError("time: only a series (a 3-D array of steps) has times to pick from")
+        return run_one()
+    result = run_series(*_series(heights, common), time)
+    return result if time is None else result[0]
+
+
 def _common(nodata=None, mask=None, cell_types=None, transform=None, fragment_size=256, overlap=None):
     return _core.Common(nodata, mask, cell_types, transform, fragment_size, overlap)
 
 
-def mask(heights, **common):
+def mask(heights, time=None, **common):
     """1.0 at data cells, 0.0 at holes (float32). Any numeric type the library smooths."""
-    return _core.mask(heights, _common(**common))
+    return _over_time(_core.mask_series, lambda: _core.mask(heights, _common(**common)), heights, time, common)
 
 
-def smooth(heights, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0, **common):
+def smooth(heights, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0, keep_partial=False, **common):
     """Edge-preserving bilateral smoothing, or the normalised Gaussian with ``gaussian=True``.
 
     ``window`` is made odd and at least 3; ``sigma_spatial`` is in cells,
@@ -37,18 +59,22 @@ def smooth(heights, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0
     uint8, uint16, uint32, uint64 and int32 and returns the same type; the
     integer types keep the library's per-step rounding. As on the command
     line, the band of (window - 1) / 2 cells along the raster's edge is NaN in
-    floating-point results (the integer types keep the library's values there).
+    floating-point results (the integer types keep the library's values there);
+    ``keep_partial=True`` keeps the library's values there too.
     """
-    return _core.smooth(heights, gaussian, window, sigma_spatial, sigma_range, _common(**common))
+    return _core.smooth(heights, gaussian, window, sigma_spatial, sigma_range, keep_partial, _common(**common))
 
 
-def sobel(heights, slope=45.0, **common):
+def sobel(heights, slope=45.0, keep_partial=False, time=None, **common):
     """Gradient magnitude of float32 heights, unnormalised (a plane rising h per cell gives 32 h).
 
     NaN at holes, and, as on the command line, where the 3 x 3 stencil touched
-    a hole or left the raster. ``slope`` (degrees) only sets the threshold aid the library logs.
+    a hole or left the raster; ``keep_partial=True`` keeps the library's own
+    values there (0 along the edge, sums over the cut stencil beside holes).
+    ``slope`` (degrees) only sets the threshold aid the library logs.
     """
-    return _core.sobel(heights, slope, _common(**common))
+    return _over_time(lambda steps, commons, t: _core.sobel_series(steps, commons, t, slope, keep_partial),
+                      lambda: _core.sobel(heights, slope, keep_partial, _common(**common)), heights, time, common)
 
 
 def calc(op, a, b, b_holes=None, **common):

@@ -1,7 +1,10 @@
 """``DataArray.rastrum``: the operations on xarray, in memory or on Dask.
 
-The last two dimensions are the raster's rows and columns; any dimension
-before them (``time``, ``band``) is a series of rasters, each run on its own.
+The last two dimensions are the raster's rows and columns; a dimension before
+them (``time``, ``band``) is a series of rasters. ``mask`` and ``sobel`` run a
+series as the slices of one bundle (on Dask, the steps of each chunk), and
+their ``time`` keyword picks one step by its label, which the library then
+runs alone; the other operations take one raster at a time, step by step.
 Holes come from ``rio.nodata`` or ``_FillValue``. Results keep the
 coordinates (with rioxarray's CRS and transform) and attributes; float
 results have NaN as nodata. On a Dask-backed array each chunk is run with a
@@ -40,6 +43,16 @@ def _per_plane(run, dimensions, *blocks):
     return out
 
 
+def _as_series(run):
+    """run(steps) on a block whose leading dimensions are flattened into one series of steps."""
+    def over(block):
+        if block.ndim == 2:
+            return run(block)
+        result = run(block.reshape((-1,) + block.shape[-2:]))
+        return result.reshape(block.shape[:-2] + result.shape[-2:])
+    return over
+
+
 def _is_dask(data):
     return type(data).__module__.startswith("dask")
 
@@ -56,25 +69,23 @@ class RastrumAccessor:
             nodata = da.attrs.get("_FillValue", da.encoding.get("_FillValue"))
         return None if nodata is None or np.isnan(nodata) else float(nodata)
 
-    def _apply(self, run, halo, dtype, others=(), dimensions=2):
+    def _apply(self, run, halo, dtype, others=(), dimensions=2, series=False):
         da = self._da
         arrays = [da.data] + [o.data if isinstance(o, xr.DataArray) else o for o in others]
+        block = _as_series(run) if series else lambda *b: _per_plane(run, dimensions, *b)
         if not _is_dask(da.data):
-            data = _per_plane(run, dimensions, *(np.asarray(a) for a in arrays))
+            data = block(*(np.asarray(a) for a in arrays))
         elif halo == 0:
             import dask.array
 
             data = dask.array.map_blocks(
-                lambda *b: _per_plane(run, dimensions, *b),
-                *(dask.array.asarray(a).rechunk(da.data.chunks) for a in arrays),
-                dtype=dtype,
+                block, *(dask.array.asarray(a).rechunk(da.data.chunks) for a in arrays), dtype=dtype,
             )
         else:
             depth = {da.ndim - 1: halo, da.ndim - 2: halo}
             source = da.data.rechunk({da.ndim - 3: -1}) if dimensions == 3 else da.data
             data = source.map_overlap(
-                lambda b: _per_plane(run, dimensions, b), depth=depth, boundary="none", dtype=dtype,
-                meta=np.empty((0,) * da.ndim, dtype),
+                block, depth=depth, boundary="none", dtype=dtype, meta=np.empty((0,) * da.ndim, dtype),
             )
         return self._wrap(data)
 
@@ -88,10 +99,28 @@ class RastrumAccessor:
             out = out.rio.write_nodata(np.nan if floating else None, encoded=False)
         return out
 
-    def mask(self, **options):
-        """1.0 at data cells, 0.0 at holes."""
+    def _at_time(self, time, run, halo):
+        """The step labelled `time` of a (time, y, x) series, run as the one slice asked of the library."""
+        da = self._da
+        if da.dims[:1] != ("time",) or da.ndim != 3:
+            raise ValueError(f"time: expected dimensions (time, y, x), not {da.dims}")
+        position = da.get_index("time").get_loc(time)
+        if not isinstance(position, int):
+            raise ValueError(f"time: {time!r} labels more than one step")
+        step = da.isel(time=position)
+        if _is_dask(da.data):  # a chunk of steps is a bundle of its own: the step's rows alone are handed over
+            return step.rastrum._apply(lambda h: run(h, None), halo, np.float32)
+        return step.rastrum._wrap(run(np.asarray(da.data), position))
+
+    def _series(self, run, halo, time):
+        if time is not None:
+            return self._at_time(time, run, halo)
+        return self._apply(lambda h: run(h, None), halo, np.float32, series=True)
+
+    def mask(self, time=None, **options):
+        """1.0 at data cells, 0.0 at holes; ``time`` picks one step of a series by its label."""
         nodata = self._nodata()
-        return self._apply(lambda h: rastrum.mask(h, nodata=nodata, **options), 0, np.float32)
+        return self._series(lambda h, t: rastrum.mask(h, time=t, nodata=nodata, **options), 0, time)
 
     def smooth(self, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0, **options):
         """Bilateral (or Gaussian) smoothing; see rastrum.smooth."""
@@ -101,10 +130,10 @@ class RastrumAccessor:
             (_window(window) - 1) // 2, self._da.dtype,
         )
 
-    def sobel(self, slope=45.0, **options):
-        """Gradient magnitude; see rastrum.sobel."""
+    def sobel(self, slope=45.0, time=None, **options):
+        """Gradient magnitude; see rastrum.sobel. ``time`` picks one step of a series by its label."""
         nodata = self._nodata()
-        return self._apply(lambda h: rastrum.sobel(h, slope, nodata=nodata, **options), 1, np.float32)
+        return self._series(lambda h, t: rastrum.sobel(h, slope, time=t, nodata=nodata, **options), 1, time)
 
     def calc(self, op, other, **options):
         """self op other, cell by cell; see rastrum.calc. `other` is a DataArray on the same grid."""

@@ -67,6 +67,18 @@ py::array_t<T> arrayOf(rastrum_host::Raster<T>&& raster) {
     return arrayOwning(std::move(raster.values), std::move(shape));
 }
 
+// The rasters of a series, one after another along a first axis.
+template <class T>
+py::array_t<T> arrayOf(std::vector<rastrum_host::Raster<T>>&& steps) {
+    std::vector<T> values;
+    values.reserve(steps.size() * steps.front().values.size());
+    for (auto& step : steps) {
+        values.insert(values.end(), step.values.begin(), step.values.end());
+        step.values = {};
+    }
+    return arrayOwning(std::move(values), {static_cast<py::ssize_t>(steps.size()), steps.front().height, steps.front().width});
+}
+
 // The array as a C-ordered 2-D array of T (copied only when it is not
 // C-ordered); ValueError naming `what` for another shape.
 template <class T>

@@ -36,6 +36,43 @@ auto released(Heights<T>& heights, Run&& run) {
     return run(heights.prepare());
 }
 
+// The steps of a series (2-D arrays of one type), each with its own hole
+// keywords, run together as the slices of one bundle by run(views).
+template <class Types, class Run>
+py::object series(char const* operation, py::list const& steps, std::vector<Common> const& commons, Run&& run) {
+    if (steps.empty() || steps.size() != commons.size()) {
+        throw py::value_error(std::string(operation) + ": a series needs at least one step");
+    }
+    return dispatch(static_cast<Types const*>(nullptr), steps[0], operation, [&]<class T>(std::type_identity<T>) {
+        std::vector<Heights<T>> inputs;
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            inputs.push_back(heightsOf<T>(steps[i], commons[i]));
+        }
+        py::gil_scoped_release release;
+        std::vector<host::HeightView<T>> views;
+        for (auto& input : inputs) {
+            views.push_back(input.prepare());
+        }
+        auto results = run(std::span<host::HeightView<T> const>(views));
+        py::gil_scoped_acquire const acquire;
+        return py::object(arrayOf(std::move(results)));
+    });
+}
+
+py::object maskSeries(py::list const& steps, std::vector<Common> const& commons, host::SeriesStep step) {
+    return series<host::SmoothTypes>("mask", steps, commons, [&]<class T>(std::span<host::HeightView<T> const> views) {
+        return host::runMask(views, step, tilingOf(commons[0].fragmentSize, commons[0].overlap), context);
+    });
+}
+
+py::object sobelSeries(py::list const& steps, std::vector<Common> const& commons, host::SeriesStep step, double slope,
+                       bool keepPartial) {
+    return series<std::tuple<float>>("sobel", steps, commons, [&](std::span<host::HeightView<float> const> views) {
+        return host::runSobel(views, step, slope, tilingOf(commons[0].fragmentSize, commons[0].overlap), context,
+                              keepPartial);
+    });
+}
+
 py::object mask(py::handle heights, Common const& c) {
     return dispatch(static_cast<host::SmoothTypes const*>(nullptr), heights, "mask", [&]<class T>(std::type_identity<T>) {
         auto input = heightsOf<T>(heights, c);
@@ -44,9 +81,9 @@ py::object mask(py::handle heights, Common const& c) {
 }
 
 py::object smooth(py::handle heights, bool gaussian, unsigned window, double sigmaSpatial, double sigmaRange,
-                  Common const& c) {
-    host::SmoothOptions const options{
-        .gaussian = gaussian, .window = window, .sigmaSpatial = sigmaSpatial, .sigmaRange = sigmaRange};
+                  bool keepPartial, Common const& c) {
+    host::SmoothOptions const options{.gaussian = gaussian, .window = window, .sigmaSpatial = sigmaSpatial,
+                                      .sigmaRange = sigmaRange, .keepPartial = keepPartial};
     return dispatch(static_cast<host::SmoothTypes const*>(nullptr), heights, "smooth", [&]<class T>(std::type_identity<T>) {
         auto input = heightsOf<T>(heights, c);
         return arrayOf(released(input, [&](auto const& view) {
@@ -55,12 +92,12 @@ py::object smooth(py::handle heights, bool gaussian, unsigned window, double sig
     });
 }
 
-py::object sobel(py::handle heights, double slope, Common const& c) {
+py::object sobel(py::handle heights, double slope, bool keepPartial, Common const& c) {
     using Float = std::tuple<float>;
     return dispatch(static_cast<Float const*>(nullptr), heights, "sobel", [&]<class T>(std::type_identity<T>) {
         auto input = heightsOf<T>(heights, c);
         return arrayOf(released(input, [&](auto const& view) {
-            return host::runSobel(view, slope, tilingOf(c.fragmentSize, c.overlap), context);
+            return host::runSobel(view, slope, tilingOf(c.fragmentSize, c.overlap), context, keepPartial);
         }));
     });
 }
@@ -188,6 +225,8 @@ PYBIND11_MODULE(_core, m) {
                                         "cell_types"_a = py::none(), "transform"_a = py::none(),
                                         "fragment_size"_a = 256, "overlap"_a = py::none());
     m.def("mask", &mask);
+    m.def("mask_series", &maskSeries);
+    m.def("sobel_series", &sobelSeries);
     m.def("smooth", &smooth);
     m.def("sobel", &sobel);
     m.def("calc", &calc);

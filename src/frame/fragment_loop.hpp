@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
+#include <mutex>
 #include <type_traits>
 
 // The parallel fragment loop and the lock around framework calls.
@@ -55,6 +56,49 @@ bool forEachFragment(std::uint32_t count, Body&& body) {
         return false;
     }
     return true;
+}
+
+// As forEachFragment, but announce(i) (a progress report, say) is called for
+// every i in ascending order, each before body(i) starts, even when fragments
+// run in parallel: the next fragment is handed out and announced under one
+// lock. An exception from announce(i) leaves fragments from i on undone; one
+// from a body stops the hand-out. False in both cases.
+template <class Announce, class Body>
+bool forEachFragmentInOrder(std::uint32_t count, Announce&& announce, Body&& body) {
+    if (count < static_cast<std::uint32_t>(omp_get_max_threads())) {
+        return forEachFragment(count, [&](std::uint32_t i) {
+            announce(i);
+            body(i);
+        });
+    }
+    std::mutex handOut;
+    std::uint32_t next = 0;
+    std::atomic<bool> failed{false};
+#pragma omp parallel
+    {
+        for (;;) {
+            std::uint32_t i = 0;
+            {
+                std::lock_guard const guard(handOut);
+                if (next == count || failed.load(std::memory_order_relaxed)) {
+                    break;
+                }
+                i = next++;
+                try {
+                    announce(i);
+                } catch (...) {
+                    failed.store(true, std::memory_order_relaxed);
+                    break;
+                }
+            }
+            try {
+                body(i);
+            } catch (...) {
+                failed.store(true, std::memory_order_relaxed);
+            }
+        }
+    }
+    return !failed.load();
 }
 
 // Runs a framework call under the one global lock (OpenMP's unnamed critical

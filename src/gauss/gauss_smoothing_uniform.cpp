@@ -10,6 +10,7 @@
 #include "Velum/MemArray.hpp"
 #include "Velum/UniformCartesianArray.hpp"
 #include "frame/bundle_walk.hpp"
+#include "frame/fragment_loop.hpp"
 #include "gauss/marker_density.hpp"
 
 namespace Rastrum {
@@ -37,25 +38,38 @@ bool adoptMatchingFieldName(Lumen::StrongPtr<Velum::Representation> const& repre
     return false;
 }
 
+// Runs on any thread of the fragment loop: every framework call under the
+// framework lock.
 void densityOfFragment(SmoothingSettings& settings, Velum::Field const& positions, Velum::Field const& markers,
                        Velum::Field& density, Lumen::StrongPtr<Velum::FragmentID> const& fragment) {
-    auto const creator = fragment ? markers.getCreator(fragment) : nullptr;
-    Lumen::StrongPtr<Velum::MemArray<3, unsigned short>> const data = creator ? creator->getData() : nullptr;
+    Lumen::StrongPtr<Velum::MemArray<3, unsigned short>> const data = frame::underFrameworkLock([&] {
+        auto const creator = fragment ? markers.getCreator(fragment) : nullptr;
+        Lumen::StrongPtr<Velum::MemArray<3, unsigned short>> const found = creator ? creator->getData() : nullptr;
+        if (found) {
+            if (Lumen::StrongPtr<Velum::UniformCartesianArray> const placement = positions.getData(fragment)) {
+                settings.spacing = placement->spacing();
+            }
+        }
+        return found;
+    });
     if (!data) {
         return;
-    }
-    if (Lumen::StrongPtr<Velum::UniformCartesianArray> const placement = positions.getData(fragment)) {
-        settings.spacing = placement->spacing();
     }
     auto const& size = data->Size();
     auto const smallest = static_cast<std::uint64_t>(settings.kernelSize);
     if (size[0] < smallest || size[1] < smallest || size[2] < smallest) {
         return;
     }
-    auto const out = Lumen::makeStrong<Velum::MemArray<3, float>>(size);
+    auto const out = Lumen::makeStrong<Velum::MemArray<3, float>>(size, Velum::uninitialised);
     markerDensity(data->data(), size[0], size[1], size[2], out->data());
-    density.setPersistentData(out, fragment, Lumen::Cache::MemCache());
+    frame::underFrameworkLock([&] {
+        density.setPersistentData(out, fragment, Lumen::Cache::MemCache());
+        return true;
+    });
 }
+
+// Ends the bundle's iteration when the fragment loop stopped.
+struct FragmentsUnfinished {};
 
 class SliceIterator : public Velum::EvolutionIterator<Velum::Slice> {
 public:
@@ -97,13 +111,17 @@ private:
         auto const& positions = *representation->Positions();
         auto const fragments = frame::fragmentList(markers->getFragmentCounts());
         auto const count = static_cast<std::uint32_t>(fragments.size());
-        std::uint32_t counter = 0;
-        for (auto const& index : fragments) {
+        auto const report = [&](std::uint32_t counter) {
             if (*progress_) {
                 (*progress_)->report("Applying Sobel to current Fragment # ", counter, count);
             }
-            ++counter;
-            densityOfFragment(*settings_, positions, *markers, *density, view.getFragmentID(index));
+        };
+        bool const finished = frame::forEachFragmentInOrder(count, report, [&](std::uint32_t i) {
+            auto const fragment = frame::underFrameworkLock([&] { return view.getFragmentID(fragments[i]); });
+            densityOfFragment(*settings_, positions, *markers, *density, fragment);
+        });
+        if (!finished) {
+            throw FragmentsUnfinished{};
         }
         return true;
     }
@@ -129,7 +147,8 @@ std::string gausSmoothingUniform3D(Velum::BundlePtr& bundle, std::string& fieldN
             return "\nBroken Slice-Iterator";
         }
     } catch (...) {
-        // A progress sink that throws (a cancelled run) ends the walk; finished fragments stay.
+        // A progress sink that throws (a cancelled run), or a fragment that
+        // failed, ends the walk; finished fragments stay.
         return "Fragments left unfinished";
     }
     return "";

@@ -2,9 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
+#include <mutex>
+
+#include "frame/team_split.hpp"
 
 namespace Rastrum {
+namespace {
+
+// Cells handed to a thread at least.
+constexpr std::uint64_t CELLS_PER_GRAIN = 16384;
+
+} // namespace
 
 std::array<float, 27> markerKernel() {
     std::array<float, 27> kernel{};
@@ -26,40 +34,63 @@ void markerDensity(unsigned short const* markers, std::uint64_t nx, std::uint64_
     auto const kernel = markerKernel();
     std::uint64_t const size = MARKER_KERNEL_SIZE;
     std::uint64_t const r = (size - 1) / 2;
-    auto const at = [&](std::uint64_t x, std::uint64_t y, std::uint64_t z) { return (z * ny + y) * nx + x; };
-
-    std::vector<float> sum(nx * ny * nz, 0.0f);
+    auto const grain = std::max<std::uint64_t>(1, CELLS_PER_GRAIN / nx);
+    // A marker whose blob starts at m (its centre m + r at least r inside the
+    // fragment) adds kernel[o] to the entry m + o. Each entry gathers those
+    // additions in the order of the markers, ascending m, which is descending
+    // o; an absent marker adds 0, which changes no sum. The rows of entries
+    // are independent, so the team shares them.
     double peak = 0.0;
-    for (std::uint64_t z = 0; z < nz - 2 * r; ++z) {
-        for (std::uint64_t y = 0; y < ny - 2 * r; ++y) {
-            for (std::uint64_t x = 0; x < nx - 2 * r; ++x) {
-                if (markers[at(x + r, y + r, z + r)] == 0) {
+    std::mutex peakLock;
+    frame::splitAcrossTeam(ny * nz, grain, [&](std::uint64_t begin, std::uint64_t end) {
+        float rowsPeak = 0.0f;
+        for (std::uint64_t row = begin; row < end; ++row) {
+            auto const y = row % ny;
+            auto const z = row / ny;
+            float* sum = density + row * nx;
+            std::fill_n(sum, nx, 0.0f);
+            for (std::uint64_t k = size; k-- > 0;) {
+                if (z < k || z - k >= nz - 2 * r) {
                     continue;
                 }
-                for (std::uint64_t k = 0; k < size; ++k) {
-                    for (std::uint64_t j = 0; j < size; ++j) {
-                        for (std::uint64_t i = 0; i < size; ++i) {
-                            float& entry = sum[at(x + i, y + j, z + k)];
-                            entry += kernel[i + 3 * j + 9 * k];
-                            peak = std::max(peak, static_cast<double>(entry));
+                for (std::uint64_t j = size; j-- > 0;) {
+                    if (y < j || y - j >= ny - 2 * r) {
+                        continue;
+                    }
+                    unsigned short const* centres = markers + ((z - k + r) * ny + (y - j + r)) * nx + r;
+                    for (std::uint64_t i = size; i-- > 0;) {
+                        float const weight = kernel[i + 3 * j + 9 * k];
+                        for (std::uint64_t x = i; x < nx - 2 * r + i; ++x) {
+                            sum[x] += centres[x - i] != 0 ? weight : 0.0f;
                         }
                     }
                 }
             }
-        }
-    }
-
-    std::fill_n(density, nx * ny * nz, 0.0f);
-    for (std::uint64_t z = 0; z < nz - 2 * r; ++z) {
-        for (std::uint64_t y = 0; y < ny - 2 * r; ++y) {
-            for (std::uint64_t x = 0; x < nx - 2 * r; ++x) {
-                auto const q = at(x + r, y + r, z + r);
-                if (sum[q] > 0) {
-                    density[q] = static_cast<float>(static_cast<double>(sum[q]) * (1.0 / peak));
-                }
+            // Weights are positive: an entry's last sum is its largest.
+            for (std::uint64_t x = 0; x < nx; ++x) {
+                rowsPeak = std::max(rowsPeak, sum[x]);
             }
         }
-    }
+        std::lock_guard const guard(peakLock);
+        peak = std::max(peak, static_cast<double>(rowsPeak));
+    });
+
+    // Scaled to the peak inside the band of width r, 0 in it.
+    frame::splitAcrossTeam(ny * nz, grain, [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t row = begin; row < end; ++row) {
+            auto const y = row % ny;
+            auto const z = row / ny;
+            float* value = density + row * nx;
+            if (y < r || y >= ny - r || z < r || z >= nz - r) {
+                std::fill_n(value, nx, 0.0f);
+                continue;
+            }
+            for (std::uint64_t x = 0; x < nx; ++x) {
+                bool const inside = x >= r && x < nx - r && value[x] > 0;
+                value[x] = inside ? static_cast<float>(static_cast<double>(value[x]) * (1.0 / peak)) : 0.0f;
+            }
+        }
+    });
 }
 
 } // namespace Rastrum

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <exception>
+#include <vector>
 #include <string>
 
 #include "Lumen/Cache.hpp"
@@ -10,6 +12,7 @@
 #include "Velum/RegularlyFragmentedGrid.hpp"
 #include "frame/bundle_walk.hpp"
 #include "frame/cell_types.hpp"
+#include "frame/fragment_loop.hpp"
 #include "frame/team_split.hpp"
 #include "raster/raster_kernels.hpp"
 
@@ -54,72 +57,97 @@ bool sameRank3Size(Velum::MemBase const& a, Velum::MemBase const& b) {
     return size.size() == 3 && size == Velum::getSize(b);
 }
 
-// Combines one fragment if both inputs hold element type In with equal
-// extents matching the mask; false when this kernel does not take them.
+// One fragment whose inputs are all there: what its computation left to
+// store. An empty height means the positions are dropped.
+struct Job {
+    Index index;
+    Lumen::StrongPtr<Codes> firstCodes;
+    Lumen::StrongPtr<Codes> secondCodes;
+    Lumen::StrongPtr<Velum::MemBase> first;
+    Lumen::StrongPtr<Velum::MemBase> second;
+    Lumen::StrongPtr<Codes> mask;
+    Lumen::StrongPtr<Velum::MemBase> height;
+    bool taken = false;
+    std::exception_ptr failure;
+};
+
+// Combines the inputs if both hold element type In with equal extents
+// matching the mask; false when this kernel does not take them.
 template <class In>
-bool tryCombine(Operandi::Operation operation, Velum::MemBase const& a, Velum::MemBase const& b,
-                Lumen::StrongPtr<Codes> const& mask,
-                ResultFields const& result, Index const& index, bool& hasData) {
-    auto const* first = dynamic_cast<Velum::MemArray<3, In> const*>(&a);
-    auto const* second = dynamic_cast<Velum::MemArray<3, In> const*>(&b);
-    if (!first || !second || !sameRank3Size(a, b) || first->count() != mask->count()) {
+bool tryCombine(Operandi::Operation operation, Job& job) {
+    auto const* first = dynamic_cast<Velum::MemArray<3, In> const*>(&*job.first);
+    auto const* second = dynamic_cast<Velum::MemArray<3, In> const*>(&*job.second);
+    if (!first || !second || !sameRank3Size(*job.first, *job.second) || first->count() != job.mask->count()) {
         return false;
     }
     auto out = Lumen::makeStrong<Velum::MemArray<3, RasterResult<In>>>(first->Size(), Velum::uninitialised);
-    bool const nonZero = anyBlock(out->count(), [&](std::uint64_t begin, std::uint64_t end) {
-        return combineRasters<In>(operation, first->data() + begin, second->data() + begin, mask->data() + begin,
-                                  out->data() + begin, end - begin, cellTypes.HOLE_CELL_TYPES);
-    });
-    auto const fragment = result.positions->getFragmentID(index);
-    auto& cache = Lumen::Cache::MemCache();
-    if (!nonZero) {
-        result.positions->setPersistentData(nullptr, fragment, cache);
-        return true;
+    auto const& mask = *job.mask;
+    if (anyBlock(out->count(), [&](std::uint64_t begin, std::uint64_t end) {
+            return combineRasters<In>(operation, first->data() + begin, second->data() + begin, mask.data() + begin,
+                                      out->data() + begin, end - begin, cellTypes.HOLE_CELL_TYPES);
+        })) {
+        job.height = out;
     }
-    result.height->setPersistentData(out, fragment, cache);
-    result.cellTypes->setPersistentData(mask, fragment, cache);
-    hasData = true;
     return true;
 }
 
-void combineFragment(FieldPtr const& a, FieldPtr const& b, FieldPtr const& ca, FieldPtr const& cb,
-                     Operandi::Operation operation, ResultFields const& result, Index const& index, bool& hasData) {
-    // The identity test pairs the second data field with the first grid's cell types.
-    if (!b->getFragmentID(index) || !ca->getFragmentID(index)) {
+// The merged mask and the combination of one fragment; no framework calls.
+void compute(Operandi::Operation operation, Job& job) {
+    // The mask is handed to the result as it is, unless no cell holds data.
+    auto const mask = Lumen::makeStrong<Codes>(job.firstCodes->Size(), Velum::uninitialised);
+    if (!anyBlock(mask->count(), [&](std::uint64_t begin, std::uint64_t end) {
+            return mergeCellTypes(job.firstCodes->data() + begin, job.secondCodes->data() + begin,
+                                  mask->data() + begin, end - begin, cellTypes.DATA_CELL_TYPES);
+        })) {
         return;
     }
-    auto& cache = Lumen::Cache::MemCache();
-    auto const dropPositions = [&] {
-        result.positions->setPersistentData(nullptr, result.positions->getFragmentID(index), cache);
-    };
-
-    Lumen::StrongPtr<Codes> const firstCodes = dataAt(ca, index);
-    Lumen::StrongPtr<Codes> const secondCodes = dataAt(cb, index);
-    // Cell types that do not cover each other count as missing.
-    if (!firstCodes || !secondCodes || secondCodes->count() != firstCodes->count()) {
-        return dropPositions();
-    }
-    auto const first = dataAt(a, index);
-    auto const second = dataAt(b, index);
-    if (!first || !second) {
-        return dropPositions();
-    }
-    // The mask is handed to the result as it is, unless no cell holds data.
-    auto const mask = Lumen::makeStrong<Codes>(firstCodes->Size(), Velum::uninitialised);
-    if (!anyBlock(mask->count(), [&](std::uint64_t begin, std::uint64_t end) {
-            return mergeCellTypes(firstCodes->data() + begin, secondCodes->data() + begin, mask->data() + begin,
-                                  end - begin, cellTypes.DATA_CELL_TYPES);
-        })) {
-        return dropPositions();
-    }
+    job.mask = mask;
     // Floating types first, then the integer types; int is tried last.
-    (void)(tryCombine<float>(operation, *first, *second, mask, result, index, hasData) ||
-           tryCombine<double>(operation, *first, *second, mask, result, index, hasData) ||
-           tryCombine<unsigned char>(operation, *first, *second, mask, result, index, hasData) ||
-           tryCombine<unsigned short>(operation, *first, *second, mask, result, index, hasData) ||
-           tryCombine<unsigned int>(operation, *first, *second, mask, result, index, hasData) ||
-           tryCombine<unsigned long long>(operation, *first, *second, mask, result, index, hasData) ||
-           tryCombine<int>(operation, *first, *second, mask, result, index, hasData));
+    job.taken = tryCombine<float>(operation, job) || tryCombine<double>(operation, job) ||
+                tryCombine<unsigned char>(operation, job) || tryCombine<unsigned short>(operation, job) ||
+                tryCombine<unsigned int>(operation, job) || tryCombine<unsigned long long>(operation, job) ||
+                tryCombine<int>(operation, job);
+}
+
+// The inputs of one fragment, or, where some are missing, its positions
+// dropped at once; false when there is nothing to compute.
+bool gather(FieldPtr const& a, FieldPtr const& b, FieldPtr const& ca, FieldPtr const& cb,
+            ResultFields const& result, Index const& index, std::vector<Job>& jobs) {
+    // The identity test pairs the second data field with the first grid's cell types.
+    if (!b->getFragmentID(index) || !ca->getFragmentID(index)) {
+        return false;
+    }
+    Job job;
+    job.index = index;
+    job.firstCodes = dataAt(ca, index);
+    job.secondCodes = dataAt(cb, index);
+    // Cell types that do not cover each other count as missing.
+    if (job.firstCodes && job.secondCodes && job.secondCodes->count() == job.firstCodes->count()) {
+        job.first = dataAt(a, index);
+        job.second = dataAt(b, index);
+        if (job.first && job.second) {
+            jobs.push_back(std::move(job));
+            return true;
+        }
+    }
+    result.positions->setPersistentData(nullptr, result.positions->getFragmentID(index), Lumen::Cache::MemCache());
+    return false;
+}
+
+// What the computation of one fragment leaves in the result.
+void store(Job const& job, ResultFields const& result, bool& hasData) {
+    if (job.failure) {
+        std::rethrow_exception(job.failure);
+    }
+    auto const fragment = result.positions->getFragmentID(job.index);
+    auto& cache = Lumen::Cache::MemCache();
+    if (!job.mask || (job.taken && !job.height)) {
+        result.positions->setPersistentData(nullptr, fragment, cache);
+    } else if (job.height) {
+        result.height->setPersistentData(job.height, fragment, cache);
+        result.cellTypes->setPersistentData(job.mask, fragment, cache);
+        hasData = true;
+    }
 }
 
 } // namespace
@@ -163,8 +191,21 @@ std::string rasterOperator(Velum::Grid const& first, Velum::Grid const& second, 
     (*representation)["CellType"] = fields.cellTypes;
     (*representation)["Height"] = fields.height;
 
+    // Framework calls on this thread; the fragments' arithmetic shared among
+    // the team, fragments or, with fewer than threads, their cells.
+    std::vector<Job> jobs;
     for (auto const& index : fragments) {
-        combineFragment(a, b, ca, cb, operation.operation, fields, index, hasData);
+        gather(a, b, ca, cb, fields, index, jobs);
+    }
+    frame::forEachFragment(static_cast<std::uint32_t>(jobs.size()), [&](std::uint32_t i) {
+        try {
+            compute(operation.operation, jobs[i]);
+        } catch (...) {
+            jobs[i].failure = std::current_exception();
+        }
+    });
+    for (auto const& job : jobs) {
+        store(job, fields, hasData);
     }
     return "";
 }

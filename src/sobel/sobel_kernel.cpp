@@ -151,6 +151,14 @@ template <int W>
         for (; a + W + 2 <= nx; a += W) {
             stencilLanes<W>(rows, a, out + a);
         }
+        // The last few points of a row as one more step that overlaps the
+        // previous one: lanes are independent, so the overlap is written twice
+        // with the same values, and narrow fragments keep to the lanes.
+        if (a + 2 < nx && a > 0) {
+            a = nx - 2 - W;
+            stencilLanes<W>(rows, a, out + a);
+            a = nx - 2;
+        }
         for (; a + 2 < nx; ++a) {
             auto const sums = stencil(layer.height, layer.cellTypes, nx, layer.ny, a, b, 0, flagged);
             out[a] = static_cast<float>(sums.magnitude());

@@ -1,3 +1,5 @@
+#include <new>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,7 @@
 #include "Velum/UniformCartesianArray.hpp"
 #include "frame/bundle_walk.hpp"
 #include "frame/cell_types.hpp"
+#include "frame/fragment_loop.hpp"
 #include "triangulate/triangulate_fragment.hpp"
 
 namespace Rastrum {
@@ -17,6 +20,9 @@ namespace {
 CellTypeTables const cellTypes;
 
 using FieldPtr = Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>>;
+
+// Ends the walk when a fragment could not be written.
+struct FragmentsUnfinished {};
 
 // What the grid visits of one call share.
 struct Run {
@@ -27,48 +33,79 @@ struct Run {
     Velum::ArrayStorage<Velum::Triangle> triangles;
 };
 
-void triangulateFragmentAt(Run& run, Velum::Field const& positions, Velum::RegularlyFragmentedField<3> const& height,
-                           Velum::Field const& codes, Velum::MultiIndex<3> const& index) {
-    auto const fragment = height.getFragmentID(index);
-    Lumen::StrongPtr<Velum::MemArray<3, float>> const heights = fragment ? height.getData(fragment) : nullptr;
-    if (!heights) {
-        return;
-    }
-    if (run.progress) {
-        auto const& counts = height.getFragmentCounts();
-        run.progress->report("Applying Sobel to current Fragment #", static_cast<std::uint32_t>(index.linear(counts)),
-                             static_cast<std::uint32_t>(counts.product()));
-    }
-    Lumen::StrongPtr<Velum::MemArray<3, unsigned char>> const types = codes.getData(fragment);
-    Lumen::StrongPtr<Velum::UniformCartesianArray> const placement = positions.getData(fragment);
-    if (!types || !placement || types->Size() != heights->Size()) {
-        return;
-    }
-    auto const corner = Velum::getFragmentBBox(positions, fragment).min();
-    auto const& size = heights->Size();
-    triangulateFragment(heights->data(), types->data(), size[0], size[1], size[2],
-                        {corner[0], corner[1], placement->spacing()[0], placement->spacing()[1]},
-                        cellTypes.HOLE_CELL_TYPES, run.vertices, run.triangles);
-}
+// A fragment with heights: it is reported; with cell types and placement
+// that fit, it is triangulated, its rows from `firstRow` on in the row list.
+struct Planned {
+    std::uint32_t number;
+    Lumen::StrongPtr<Velum::MemArray<3, float>> heights;
+    Lumen::StrongPtr<Velum::MemArray<3, unsigned char>> types;
+    SurfaceFragment surface;
+    std::uint64_t firstRow;
+};
 
-// Room for as many vertices as the grid's fragments have points and two
-// triangles per square, so that the lists never move while they grow. Pages
-// of the room left unused are never touched.
-void reserveForGrid(Run& run, Velum::RegularlyFragmentedField<3> const& height,
-                    std::vector<Velum::MultiIndex<3>> const& fragments) {
-    std::uint64_t points = 0;
-    std::uint64_t squares = 0;
+// The fragments with heights in list order, and their rows; framework calls
+// only here, on the caller's thread.
+std::vector<Planned> planFragments(Velum::Field const& positions, Velum::RegularlyFragmentedField<3> const& height,
+                                   Velum::Field const& codes, std::vector<Velum::MultiIndex<3>> const& fragments,
+                                   std::uint64_t& rows) {
+    std::vector<Planned> planned;
+    auto const& counts = height.getFragmentCounts();
     for (auto const& index : fragments) {
         auto const fragment = height.getFragmentID(index);
-        Lumen::StrongPtr<Velum::MemBase> const data = fragment ? height.getData(fragment) : nullptr;
-        auto const size = data ? Velum::getSize(*data) : std::vector<std::uint64_t>{};
-        if (size.size() == 3 && size[0] > 0 && size[1] > 0) {
-            points += size[0] * size[1] * size[2];
-            squares += (size[0] - 1) * (size[1] - 1) * size[2];
+        Lumen::StrongPtr<Velum::MemArray<3, float>> const heights = fragment ? height.getData(fragment) : nullptr;
+        if (!heights) {
+            continue;
         }
+        Planned next{static_cast<std::uint32_t>(index.linear(counts)), heights, codes.getData(fragment), {}, rows};
+        Lumen::StrongPtr<Velum::UniformCartesianArray> const placement = positions.getData(fragment);
+        if (next.types && placement && next.types->Size() == heights->Size()) {
+            auto const corner = Velum::getFragmentBBox(positions, fragment).min();
+            auto const& size = heights->Size();
+            next.surface = {heights->data(), next.types->data(), size[0], size[1], size[2],
+                            {corner[0], corner[1], placement->spacing()[0], placement->spacing()[1]}};
+            rows += size[1] * size[2];
+        } else {
+            next.types = nullptr;
+        }
+        planned.push_back(std::move(next));
     }
-    run.vertices.reserve(run.vertices.size() + points);
-    run.triangles.reserve(run.triangles.size() + 2 * squares);
+    return planned;
+}
+
+// Counts every row first, so that each fragment, and each row, is written at
+// its place in the lists by whichever thread takes it: the lists come out as
+// a walk over fragments and points in order would make them. Reports go out
+// in fragment order, each before its fragment is written.
+void triangulateGrid(Run& run, std::vector<Planned> const& planned, std::uint64_t rowCount, std::uint32_t total) {
+    // From the kept blocks: a fresh list of a big grid's rows would fault in anew on every call.
+    Velum::ArrayStorage<RowShare> rows(rowCount);
+    auto const rowsOf = [&](Planned const& p) {
+        return std::span(rows).subspan(p.firstRow, p.surface.ny * p.surface.nz);
+    };
+    auto const count = static_cast<std::uint32_t>(planned.size());
+    auto const flags = vertexFlags(cellTypes.HOLE_CELL_TYPES);
+    if (!frame::forEachFragment(count, [&](std::uint32_t i) {
+            if (planned[i].types) {
+                countRows(planned[i].surface, flags, rowsOf(planned[i]));
+            }
+        })) {
+        throw std::bad_alloc();
+    }
+    auto const end = startsFrom({run.vertices.size(), run.triangles.size()}, rows);
+    run.vertices.resize(end.vertices);
+    run.triangles.resize(end.triangles);
+    auto const report = [&](std::uint32_t i) {
+        if (run.progress) {
+            run.progress->report("Applying Sobel to current Fragment #", planned[i].number, total);
+        }
+    };
+    if (!frame::forEachFragmentInOrder(count, report, [&](std::uint32_t i) {
+            if (planned[i].types) {
+                fillRows(planned[i].surface, flags, rowsOf(planned[i]), run.vertices.data(), run.triangles.data());
+            }
+        })) {
+        throw FragmentsUnfinished{};
+    }
 }
 
 // Returns false to end the walk over the slice's grids.
@@ -98,11 +135,10 @@ bool visitGrid(Run& run, std::string const& name, Lumen::StrongPtr<Velum::Grid> 
         run.message = std::string("Found no cell type field:") + "CellType";
         return false;
     }
-    auto const fragments = frame::fragmentList(height->getFragmentCounts());
-    reserveForGrid(run, *height, fragments);
-    for (auto const& index : fragments) {
-        triangulateFragmentAt(run, *positions, *height, *codes, index);
-    }
+    std::uint64_t rows = 0;
+    auto const planned =
+        planFragments(*positions, *height, *codes, frame::fragmentList(height->getFragmentCounts()), rows);
+    triangulateGrid(run, planned, rows, static_cast<std::uint32_t>(height->getFragmentCounts().product()));
     return true;
 }
 

@@ -1,56 +1,112 @@
 #include "triangulate/triangulate_fragment.hpp"
 
-#include "Rastrum.hpp"
+#include <algorithm>
+
+#include "frame/team_split.hpp"
 
 namespace Rastrum {
+namespace {
+
+// Points handed to a thread at least.
+constexpr std::uint64_t POINTS_PER_GRAIN = 16384;
+
+template <class Body>
+void shareRows(SurfaceFragment const& fragment, Body const& body) {
+    if (fragment.nx == 0) {
+        return;
+    }
+    frame::splitAcrossTeam(fragment.ny * fragment.nz, std::max<std::uint64_t>(1, POINTS_PER_GRAIN / fragment.nx),
+                           [&](std::uint64_t begin, std::uint64_t end) {
+                               for (std::uint64_t row = begin; row < end; ++row) {
+                                   body(row, row % fragment.ny + 1 < fragment.ny);
+                               }
+                           });
+}
+
+} // namespace
+
+VertexFlags vertexFlags(CellTypeTable const& hole) {
+    VertexFlags flags{};
+    for (unsigned code = 0; code < flags.size(); ++code) {
+        flags[code] = hole[code] ? 0 : 1;
+    }
+    return flags;
+}
+
+void countRows(SurfaceFragment const& fragment, VertexFlags const& flags, std::span<RowShare> rows) {
+    auto const nx = fragment.nx;
+    shareRows(fragment, [&](std::uint64_t row, bool hasNext) {
+        unsigned char const* here = fragment.cellTypes + row * nx;
+        std::uint64_t vertices = 0;
+        for (std::uint64_t i = 0; i < nx; ++i) {
+            vertices += flags[here[i]];
+        }
+        std::uint64_t squares = 0;
+        if (hasNext) {
+            unsigned char const* next = here + nx;
+            for (std::uint64_t i = 0; i + 1 < nx; ++i) {
+                squares += static_cast<unsigned>(flags[here[i]] & flags[here[i + 1]] & flags[next[i]] & flags[next[i + 1]]);
+            }
+        }
+        rows[row] = {vertices, 2 * squares};
+    });
+}
+
+RowShare startsFrom(RowShare from, std::span<RowShare> rows) {
+    for (auto& row : rows) {
+        auto const share = row;
+        row = from;
+        from.vertices += share.vertices;
+        from.triangles += share.triangles;
+    }
+    return from;
+}
+
+void fillRows(SurfaceFragment const& fragment, VertexFlags const& flags, std::span<RowShare const> starts,
+              Tensa::PhysicalSpace::point* vertices, Velum::Triangle* triangles) {
+    auto const nx = fragment.nx;
+    auto const& at = fragment.placement;
+    shareRows(fragment, [&](std::uint64_t row, bool hasNext) {
+        unsigned char const* here = fragment.cellTypes + row * nx;
+        float const* height = fragment.height + row * nx;
+        auto const y = static_cast<double>(row % fragment.ny) * at.dy + at.cornerY;
+        auto v = starts[row].vertices;
+        for (std::uint64_t i = 0; i < nx; ++i) {
+            if (flags[here[i]]) {
+                vertices[v++] = {static_cast<double>(i) * at.dx + at.cornerX, y, static_cast<double>(height[i])};
+            }
+        }
+        if (!hasNext) {
+            return;
+        }
+        unsigned char const* next = here + nx;
+        // a is the vertex of (i, j), c that of (i, j + 1), while both exist.
+        auto a = static_cast<unsigned>(starts[row].vertices);
+        auto c = static_cast<unsigned>(starts[row + 1].vertices);
+        auto t = starts[row].triangles;
+        for (std::uint64_t i = 0; i + 1 < nx; ++i) {
+            if (flags[here[i]] & flags[here[i + 1]] & flags[next[i]] & flags[next[i + 1]]) {
+                triangles[t++] = {{a, c, c + 1}};
+                triangles[t++] = {{a, c + 1, a + 1}};
+            }
+            a += flags[here[i]];
+            c += flags[next[i]];
+        }
+    });
+}
 
 void triangulateFragment(float const* height, unsigned char const* cellTypes, std::uint64_t nx, std::uint64_t ny,
                          std::uint64_t nz, FragmentPlacement const& placement, CellTypeTable const& hole,
                          Velum::ArrayStorage<Tensa::PhysicalSpace::point>& vertices,
                          Velum::ArrayStorage<Velum::Triangle>& triangles) {
-    auto const points = nx * ny * nz;
-    auto const base = vertices.size();
-    vertices.resize(base + points);
-    Velum::ArrayStorage<unsigned> vertexOf(points, HOLE);
-    std::uint64_t count = 0;
-    for (std::uint64_t k = 0, p = 0; k < nz; ++k) {
-        for (std::uint64_t j = 0; j < ny; ++j) {
-            for (std::uint64_t i = 0; i < nx; ++i, ++p) {
-                if (hole[cellTypes[p]]) {
-                    continue;
-                }
-                auto const index = base + count++;
-                vertexOf[p] = static_cast<unsigned>(index);
-                vertices[index] = {static_cast<double>(i) * placement.dx + placement.cornerX,
-                                   static_cast<double>(j) * placement.dy + placement.cornerY,
-                                   static_cast<double>(height[p])};
-            }
-        }
-    }
-    vertices.resize(base + count);
-
-    auto const at = [&](std::uint64_t i, std::uint64_t j, std::uint64_t k) { return vertexOf[(k * ny + j) * nx + i]; };
-    // Room for every square, written in place and cut back to what was made:
-    // the storage leaves new elements unset.
-    auto const first = triangles.size();
-    auto const squares = nx > 0 && ny > 0 ? (nx - 1) * (ny - 1) * nz : 0;
-    triangles.resize(first + 2 * squares);
-    auto made = first;
-    for (std::uint64_t k = 0; k < nz; ++k) {
-        for (std::uint64_t j = 0; j + 1 < ny; ++j) {
-            for (std::uint64_t i = 0; i + 1 < nx; ++i) {
-                auto const a = at(i, j, k);
-                auto const c = at(i, j + 1, k);
-                auto const d = at(i + 1, j + 1, k);
-                auto const e = at(i + 1, j, k);
-                if (a != HOLE && c != HOLE && d != HOLE && e != HOLE) {
-                    triangles[made++] = {{a, c, d}};
-                    triangles[made++] = {{a, d, e}};
-                }
-            }
-        }
-    }
-    triangles.resize(made);
+    SurfaceFragment const fragment{height, cellTypes, nx, ny, nz, placement};
+    auto const flags = vertexFlags(hole);
+    Velum::ArrayStorage<RowShare> rows(ny * nz);
+    countRows(fragment, flags, rows);
+    auto const end = startsFrom({vertices.size(), triangles.size()}, rows);
+    vertices.resize(end.vertices);
+    triangles.resize(end.triangles);
+    fillRows(fragment, flags, rows, vertices.data(), triangles.data());
 }
 
 } // namespace Rastrum

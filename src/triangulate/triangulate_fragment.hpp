@@ -1,7 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <vector>
+#include <span>
 
 #include "Tensa/PhysicalSpace.hpp"
 #include "Velum/MemArray.hpp"
@@ -19,12 +20,43 @@ struct FragmentPlacement {
     double dy;
 };
 
-// Appends one vertex per point of a fragment of extents (nx, ny, nz) whose
-// cell type is not a hole (z from the height), then two triangles for every
-// square of four such vertices: (i,j), (i,j+1), (i+1,j+1) and (i,j),
-// (i+1,j+1), (i+1,j). Vertex indices continue the list. The lists grow by at
-// most the fragment's points and twice its squares; reserving that much
-// beforehand spares every reallocation.
+// One fragment of extents (nx, ny, nz): heights, cell types, placement. Its
+// rows of points (j, k) are numbered k ny + j.
+struct SurfaceFragment {
+    float const* height;
+    unsigned char const* cellTypes;
+    std::uint64_t nx;
+    std::uint64_t ny;
+    std::uint64_t nz;
+    FragmentPlacement placement;
+};
+
+// What a row of points adds to the lists: a vertex per point whose cell type
+// is not a hole, two triangles per square it spans with the next row of its
+// layer. Turned into the place where the row starts in both lists.
+struct RowShare {
+    std::uint64_t vertices;
+    std::uint64_t triangles;
+};
+
+// One flag per byte value: 1 where a cell type carries a vertex.
+using VertexFlags = std::array<unsigned char, 256>;
+VertexFlags vertexFlags(CellTypeTable const& hole);
+
+// The share of every row of a fragment (ny nz entries), the team sharing rows.
+void countRows(SurfaceFragment const& fragment, VertexFlags const& flags, std::span<RowShare> rows);
+
+// Turns shares into starts, counting on from `from`; returns the end.
+RowShare startsFrom(RowShare from, std::span<RowShare> rows);
+
+// Writes every row at its start, the team sharing rows: the vertices of a row
+// in point order, then for each of its squares of four vertices, (i,j),
+// (i,j+1), (i+1,j+1) and (i,j), (i+1,j+1), (i+1,j). A list of rows laid one
+// after another in point order thus holds what a walk over the points makes.
+void fillRows(SurfaceFragment const& fragment, VertexFlags const& flags, std::span<RowShare const> starts,
+              Tensa::PhysicalSpace::point* vertices, Velum::Triangle* triangles);
+
+// Appends one fragment's vertices and triangles to the lists.
 void triangulateFragment(float const* height, unsigned char const* cellTypes, std::uint64_t nx, std::uint64_t ny,
                          std::uint64_t nz, FragmentPlacement const& placement, CellTypeTable const& hole,
                          Velum::ArrayStorage<Tensa::PhysicalSpace::point>& vertices,

@@ -14,6 +14,8 @@ CASES = [
     (["smooth", "--window", "7", "--sigma-range", "5"], lambda h, b: rastrum.smooth(h, window=7, sigma_range=5, **TILING)),
     (["smooth", "--gaussian", "--sigma-spatial", "1.5"], lambda h, b: rastrum.smooth(h, True, sigma_spatial=1.5, **TILING)),
     (["sobel"], lambda h, b: rastrum.sobel(h, **TILING)),
+    (["sobel", "--keep-partial"], lambda h, b: rastrum.sobel(h, keep_partial=True, **TILING)),
+    (["smooth", "--keep-partial"], lambda h, b: rastrum.smooth(h, keep_partial=True, **TILING)),
     (["calc", "subtract"], lambda h, b: rastrum.calc("subtract", h, b, **TILING)),
     (["calc", "divide"], lambda h, b: rastrum.calc("divide", h, b, **TILING)),
     (["overwrite", "--range", "480:500", "--range", "510:515", "--value", "3"],

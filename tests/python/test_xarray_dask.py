@@ -36,12 +36,22 @@ def test_results_keep_coordinates_crs_and_take_holes_from_nodata(dem):
     assert np.isnan(result.values[da.values == -9999]).all()
 
 
-def test_a_time_series_runs_every_step(dem):
+def test_a_time_series_equals_its_steps_run_one_by_one(dem):
     _, da = dem
-    series = xr.concat([da, da + np.float32(7)], dim=xr.DataArray([2019, 2024], dims="time", name="time"))
-    result = series.rastrum.smooth()
-    for year in (2019, 2024):
-        np.testing.assert_array_equal(result.sel(time=year), rastrum.smooth(series.sel(time=year).values, nodata=-9999))
+    years = xr.DataArray([2019, 2021, 2024], dims="time", name="time")
+    series = xr.concat([da, (da + np.float32(7)).where(da.x < da.x[70], -9999), da * np.float32(1.01)], dim=years)
+    calls = {"sobel": rastrum.sobel, "mask": rastrum.mask, "smooth": rastrum.smooth}
+    for name, call in calls.items():
+        for data in (series, series.chunk({"time": 2, "x": 61, "y": 47})):
+            result = getattr(data.rastrum, name)(fragment_size=48).compute()
+            for year in years.values:
+                step = call(series.sel(time=year).values, nodata=-9999, fragment_size=48)
+                np.testing.assert_array_equal(result.sel(time=year), step, err_msg=f"{name} {year}")
+        if name != "smooth":
+            for data in (series, series.chunk({"x": 61})):
+                picked = getattr(data.rastrum, name)(time=2021).compute()
+                assert picked.time == 2021
+                np.testing.assert_array_equal(picked, call(series.sel(time=2021).values, nodata=-9999))
     with pytest.raises(ValueError, match="pick one step"):
         series.rastrum.mesh()
     vertices, _ = series.rastrum.mesh(time=2024)
