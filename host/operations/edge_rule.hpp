@@ -21,11 +21,11 @@ void blankRasterEdge(Raster<Float>& result, std::uint32_t radius) {
     for (std::uint32_t band = 0; band < result.bands; ++band) {
         for (std::uint32_t row = 0; row < result.height; ++row) {
             bool const edgeRow = row < radius || row >= result.height - std::min(radius, result.height);
-            for (std::uint32_t column = 0; column < result.width; ++column) {
-                if (edgeRow || column < radius || column >= result.width - std::min(radius, result.width)) {
-                    result.values[result.index(column, row, band)] = none;
-                }
-            }
+            // Only the edge columns of an inner row.
+            std::uint32_t const left = edgeRow ? result.width : std::min(radius, result.width);
+            auto* const first = result.values.data() + result.index(0, row, band);
+            std::fill(first, first + left, none);
+            std::fill(first + std::max(left, result.width - std::min(radius, result.width)), first + result.width, none);
         }
     }
 }

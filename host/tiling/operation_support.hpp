@@ -57,10 +57,11 @@ void expectSuccess(std::string const& message, char const* operation);
 template <class T, class In>
 Raster<T> heightsResult(HeightView<In> const& input, std::vector<T> values) {
     if constexpr (std::numeric_limits<T>::has_quiet_NaN) {
+        // Branch-free over plain pointers, so that the compiler vectorises it.
+        T* const out = values.data();
+        std::uint8_t const* const types = input.cellTypes.data();
         for (std::size_t i = 0; i < values.size(); ++i) {
-            if (isHole(input.cellTypes[i])) {
-                values[i] = std::numeric_limits<T>::quiet_NaN();
-            }
+            out[i] = isHole(types[i]) ? std::numeric_limits<T>::quiet_NaN() : out[i];
         }
     }
     return {.width = input.width, .height = input.height, .bands = 1, .values = std::move(values)};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -81,9 +82,24 @@ public:
     Lumen::StrongPtr<Velum::Grid> const& grid() const { return builder_.grid(); }
     Index const& fragmentCounts() const { return builder_.fragmentCounts(); }
 
+    // Copies whole rows: a fragment's points along x are consecutive cells of a row.
     template <class T>
     void addField(std::string const& name, std::span<T const> valuesInFileOrder) const {
-        builder_.addField<T>(name, [&](Index const& p) { return valuesInFileOrder[fileIndex(p)]; });
+        auto field = Lumen::makeStrong<Velum::RegularlyFragmentedField<3>>(*builder_.positions());
+        forEachFragment([&](Index const& fragment) {
+            auto const size = fragmentSize(fragment);
+            Velum::ArrayStorage<T> values(size.product());
+            auto* out = values.data();
+            for (std::uint64_t z = 0; z < size[2]; ++z) {
+                for (std::uint64_t y = 0; y < size[1]; ++y, out += size[0]) {
+                    Index const first(start(fragment, 0), start(fragment, 1) + y, start(fragment, 2) + z);
+                    std::copy_n(valuesInFileOrder.data() + fileIndex(first), size[0], out);
+                }
+            }
+            auto array = Lumen::makeStrong<Velum::MemArray<3, T>>(size, std::move(values));
+            field->setPersistentData(array, field->getFragmentID(fragment), Lumen::Cache::MemCache());
+        });
+        grid()->getCartesianRepresentation()->setField(name, field);
     }
 
     // One value per cell, in file order, taken from the fragment in which the
@@ -92,28 +108,22 @@ public:
     template <class T>
     std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing) const {
         std::vector<T> values(layout_.points.product(), missing);
-        if (fragmentCounts().product() == 0) {
-            return values;
-        }
-        Index fragment;
-        do {
+        forEachFragment([&](Index const& fragment) {
             Lumen::StrongPtr<Velum::MemArray<3, T>> const data = field.getData(field.getFragmentID(fragment));
-            if (!data || data->Size() != fragmentSize(fragment)) {
-                continue;
+            auto const size = fragmentSize(fragment);
+            if (!data || data->Size() != size) {
+                return;
             }
             auto const& [x0, x1] = owned_[0][fragment[0]];
             auto const& [y0, y1] = owned_[1][fragment[1]];
             auto const& [z0, z1] = owned_[2][fragment[2]];
             for (auto z = z0; z < z1; ++z) {
                 for (auto y = y0; y < y1; ++y) {
-                    for (auto x = x0; x < x1; ++x) {
-                        Index const global(x, y, z);
-                        Index const local(x - start(fragment, 0), y - start(fragment, 1), z - start(fragment, 2));
-                        values[fileIndex(global)] = (*data)[local];
-                    }
+                    Index const local(x0 - start(fragment, 0), y - start(fragment, 1), z - start(fragment, 2));
+                    std::copy_n(data->data() + local.linear(size), x1 - x0, values.data() + fileIndex(Index(x0, y, z)));
                 }
             }
-        } while (fragment.inc(fragmentCounts()));
+        });
         return values;
     }
 
@@ -124,6 +134,16 @@ private:
         return p[0] + layout_.points[0] * (row + layout_.points[1] * p[2]);
     }
     Index fragmentSize(Index const& fragment) const { return builder_.fragmentSize(fragment); }
+    template <class F>
+    void forEachFragment(F&& visit) const {
+        Index fragment;
+        while (fragmentCounts().product() > 0) {
+            visit(fragment);
+            if (!fragment.inc(fragmentCounts())) {
+                return;
+            }
+        }
+    }
     std::uint64_t start(Index const& fragment, std::size_t axis) const { return fragment[axis] * step_[axis]; }
 
     Velum::UniformGridLayout layout_;
