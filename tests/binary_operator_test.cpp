@@ -9,8 +9,10 @@
 #include "Rastrum.hpp"
 #include "Velum/Bundle.hpp"
 #include "Velum/MemArray.hpp"
+#include "binary/binary_mask.hpp"
 #include "support/capture.hpp"
 #include "support/grids.hpp"
+#include "support/instruction_sets.hpp"
 #include "support/threads.hpp"
 
 using testing_support::cellTypeGrid;
@@ -62,6 +64,27 @@ struct Call {
 };
 
 } // namespace
+
+// Every byte value, with results starting off a cache line and ending mid-step.
+TEST(BinaryMask, EveryCodeAtEveryOffsetOnEveryInstructionSet) {
+    Rastrum::CellTypeTable const selected{true, false, false, false, true, false, true};
+    std::vector<unsigned char> codes(1000);
+    for (std::size_t p = 0; p < codes.size(); ++p) {
+        codes[p] = static_cast<unsigned char>(p * 7 % 256);
+    }
+    testing_support::forEachInstructionSet([&](std::string const& set) {
+        for (std::size_t const offset : {0UL, 1UL, 15UL}) {
+            std::vector<float> mask(codes.size() + 20, -1.0f);
+            std::span<float> const out(mask.data() + offset, codes.size() - offset + 3);
+            Rastrum::binaryMask(std::span(codes).subspan(offset), out, selected);
+            for (std::size_t p = 0; p < out.size(); ++p) {
+                float const expected = p + offset < codes.size() && selected[codes[p + offset]] ? 1.0f : 0.0f;
+                ASSERT_EQ(out[p], expected) << set << " offset " << offset << " cell " << p;
+            }
+            EXPECT_EQ(mask[offset + out.size()], -1.0f) << set;
+        }
+    });
+}
 
 TEST(BinaryOperator, MarksDataCodesInEveryFragmentOnFourThreadsAndReportsEachOnce) {
     // All 256 codes, one per point, over 4 x 4 fragments with shorter last ones.
