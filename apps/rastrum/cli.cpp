@@ -123,7 +123,10 @@ void addOutput(CLI::App& command, OutputArgs& output) {
                        "GDAL format (driver short name such as GTiff, COG, AAIGrid), also spelt -of");
     command.add_option("--co", output.options.creationOptions,
                        "creation option NAME=VALUE of the format, also spelt -co; repeatable. GeoTIFFs are by "
-                       "default TILED=YES COMPRESS=ZSTD ZSTD_LEVEL=1 PREDICTOR=3 (2 for integers) BIGTIFF=IF_SAFER");
+                       "default TILED=YES COMPRESS=ZSTD ZSTD_LEVEL=1 PREDICTOR=2 BIGTIFF=IF_SAFER NUM_THREADS=ALL_CPUS");
+    command.add_option("--ot", output.type,
+                       "type of the result, also spelt -ot: Float32 or Float64 for smooth and calc (default: Float64 "
+                       "for Float64 heights, else Float32); the others write one type only");
     command.add_option("--dstnodata", output.options.nodata,
                        "nodata value of float results (default NaN, or -3.4028234663852886e38 where the format "
                        "records no NaN: AAIGrid, GPKG, HFA)");
@@ -202,16 +205,19 @@ Lumen::StrongPtr<Lumen::LoaderProgress> progressFor(Lumen::StrongPtr<ProgressBar
     return Lumen::makeStrong<TextProgress>(stderr);
 }
 
-// GDAL's tools spell options -of and -co, which CLI11 cannot declare.
+// GDAL's tools spell options -of, -co and -ot, which CLI11 cannot declare.
 std::vector<char*> withFormatSpelling(int argc, char** argv) {
     static std::string format = "--format";
     static std::string creation = "--co";
+    static std::string type = "--ot";
     std::vector<char*> arguments(argv, argv + argc);
     for (auto& argument : arguments) {
         if (std::strcmp(argument, "-of") == 0) {
             argument = format.data();
         } else if (std::strcmp(argument, "-co") == 0) {
             argument = creation.data();
+        } else if (std::strcmp(argument, "-ot") == 0) {
+            argument = type.data();
         }
     }
     return arguments;

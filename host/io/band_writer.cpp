@@ -1,6 +1,7 @@
 #include "io/band_writer.hpp"
 
 #include <cpl_string.h>
+#include <cpl_vsi.h>
 
 #include <algorithm>
 #include <cmath>
@@ -49,11 +50,32 @@ void carryMetadata(GDALDatasetH from, GDALDatasetH to, std::uint32_t bands) {
     }
 }
 
+// The bytes of a finished file into GDAL's standard output.
+void copyOut(std::filesystem::path const& file, std::filesystem::path const& target) {
+    forgetWriteFailure();
+    VSILFILE* const in = VSIFOpenL(file.c_str(), "rb");
+    VSILFILE* const out = VSIFOpenL(target.c_str(), "wb");
+    std::vector<char> chunk(std::size_t{1} << 20);
+    bool ok = in && out;
+    for (std::size_t got = 0; ok && (got = VSIFReadL(chunk.data(), 1, chunk.size(), in)) > 0;) {
+        ok = VSIFWriteL(chunk.data(), 1, got, out) == got;
+    }
+    ok = (!out || VSIFCloseL(out) == 0) && ok;
+    if (in) {
+        VSIFCloseL(in);
+    }
+    if (!ok) {
+        throw InputError(target.string() + ": cannot be written: " + writeFailure());
+    }
+}
+
 } // namespace
 
 BandWriter::BandWriter(std::filesystem::path path, OutputOptions const& options, ResultLayout const& layout)
     : path_(std::move(path)),
-      output_(path_, options.overwrite),
+      // Standard output is staged under the system's temporary folder.
+      output_(isStandardOutput(path_) ? std::filesystem::temp_directory_path() / "stdout.tif" : path_,
+              options.overwrite),
       plan_(planOutput(path_, options, layout.type, static_cast<int>(layout.bands), layout.holeNodata)) {
     GDALDriverH driver = plan_.driver;
     std::vector<std::string> creation = plan_.creationOptions;
@@ -87,6 +109,7 @@ BandWriter::BandWriter(std::filesystem::path path, OutputOptions const& options,
     GDALGetBlockSize(GDALGetRasterBand(dataset_.get(), 1), &blockWidth, &blockHeight);
     blockRows_ = static_cast<std::uint32_t>(std::max(blockHeight, 1));
     height_ = layout.height;
+    type_ = layout.type;
     pending_.resize(layout.bands);
 }
 
@@ -146,7 +169,11 @@ void BandWriter::commit() {
     if (CPLGetLastErrorType() == CE_Failure || CPLGetLastErrorType() == CE_Fatal) {
         throw InputError(path_.string() + ": GDAL failed to finish it: " + writeFailure());
     }
-    output_.commit();
+    if (isStandardOutput(path_)) {
+        copyOut(output_.tmpPath(), path_);
+    } else {
+        output_.commit();
+    }
 }
 
 template void BandWriter::write<float>(Raster<float> const&, std::uint32_t, std::uint32_t);

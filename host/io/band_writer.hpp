@@ -40,6 +40,8 @@ public:
     template <class T>
     void write(Raster<T> const& band, std::uint32_t bandRow, std::uint32_t rows);
 
+    GDALDataType type() const { return type_; }
+
     // The rows written so far, for a preview.
     GDALDatasetH dataset() const { return dataset_.get(); }
 
@@ -51,6 +53,7 @@ private:
     OutputPlan plan_;
     std::filesystem::path written_; // the staged GeoTIFF, or the output's staging name
     Dataset dataset_;
+    GDALDataType type_ = GDT_Float32;
     std::uint32_t blockRows_ = 1;
     std::uint32_t height_ = 0;
     std::uint32_t rowsWritten_ = 0;               // file rows written

@@ -17,6 +17,11 @@ struct OutputOptions {
     std::optional<double> nodata;              // the nodata value of float results (--dstnodata)
 };
 
+// GDAL's name for standard output: a result for it is written as a file of
+// its own (GeoTIFF unless -of says otherwise) whose bytes are then copied
+// out, since few drivers stream; side files (.prj, .aux.xml) are not.
+bool isStandardOutput(std::filesystem::path const& path);
+
 // The GDAL driver that writes `path`: the one named by `format`, else the first
 // raster driver that lists the file's extension. InputError when there is
 // none or it cannot write rasters.
@@ -38,7 +43,7 @@ OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& op
 // The creation options for a GeoTIFF written directly: tiled, compressed
 // (ZSTD level 1 with a predictor), BIGTIFF when needed, with `given`
 // (NAME=VALUE) taking precedence.
-std::vector<std::string> geotiffOptions(GDALDataType type, std::vector<std::string> const& given);
+std::vector<std::string> geotiffOptions(std::vector<std::string> const& given);
 
 // The finite value holes get where a format does not record NaN as nodata:
 // the lowest Float32, -3.4028234663852886e38.

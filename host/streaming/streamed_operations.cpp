@@ -22,7 +22,8 @@ std::uint64_t cellBytes(std::uint64_t input, std::uint64_t result, Tiling const&
                                                                           tiling.fragmentSize - 1));
     auto const copies = static_cast<std::uint64_t>(std::ceil(size * size / (step * step)));
     auto const perFragment = static_cast<std::uint64_t>(std::ceil(static_cast<double>(FragmentBytes) / (step * step)));
-    return input + (input + result) * copies + 2 * result + perFragment;
+    // One more input read, and one more result written, while a band is computed.
+    return 2 * input + (input + result) * copies + 4 * result + perFragment;
 }
 
 StreamShape shapeOf(HeightReader const& reader, std::uint64_t overlap, std::uint64_t bytes) {
@@ -33,21 +34,19 @@ StreamShape shapeOf(HeightReader const& reader, std::uint64_t overlap, std::uint
             .cellBytes = bytes};
 }
 
-// A height operation from a band's input to its result raster.
-template <class Run>
+// A height operation from a band's input, as T, to its result raster.
+template <class T = float, class Run>
 void streamHeights(HeightReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
                    RunContext const& context, std::uint64_t overlap, std::uint64_t resultBytes, std::string const& label,
                    Run const& run) {
-    auto const height = sizeof(float) + 1; // heights and cell-type codes
+    auto const height = sizeof(T) + 1; // heights and cell-type codes
     auto const shape = shapeOf(input, overlap, cellBytes(height, resultBytes, tiling, overlap));
-    streamBands(shape, tiling, settings, context, label, input.path(), [&](Band const& band, Tiling const& banded,
-                                                                           RunContext const& ctx, auto const& done) {
-        auto const heights = input.read(band.firstRow, band.rows);
-        done();
-        auto const result = run(heights, banded, ctx);
-        output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
-        done();
-    });
+    streamBands(
+        shape, tiling, settings, context, label, input.path(),
+        [&](Band const& band) { return input.read<T>(band.firstRow, band.rows); }, run,
+        [&](auto const& result, Band const& band) {
+            output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+        });
 }
 
 } // namespace
@@ -80,11 +79,14 @@ void streamMask(HeightReader const& input, BandWriter& output, Tiling const& til
 void streamSmooth(HeightReader const& input, BandWriter& output, SmoothOptions const& options, Tiling const& tiling,
                   StreamSettings const& settings, RunContext const& context) {
     checkFragments(tiling, smoothNeeds(effectiveWindow(options.window)));
-    streamHeights(input, output, tiling, settings, context, effectiveWindow(options.window) - 1, sizeof(float),
-                  options.gaussian ? "Gaussian smoothing" : "Bilateral smoothing",
-                  [&](HeightInput const& in, Tiling const& t, RunContext const& c) {
-                      return runSmooth(in, options, t, c);
-                  });
+    auto const smooth = [&]<class T>(T) {
+        streamHeights<T>(input, output, tiling, settings, context, effectiveWindow(options.window) - 1, sizeof(T),
+                         options.gaussian ? "Gaussian smoothing" : "Bilateral smoothing",
+                         [&](HeightInputOf<T> const& in, Tiling const& t, RunContext const& c) {
+                             return runSmooth(in, options, t, c);
+                         });
+    };
+    output.type() == GDT_Float64 ? smooth(double{}) : smooth(float{});
 }
 
 namespace {
@@ -139,17 +141,22 @@ void streamCalc(Rastrum::Operandi::Operation operation, HeightReader const& firs
         throw InputError(first.path() + " and " + second.path() + " differ in size: " + size(first) + " against " +
                          size(second) + " cells");
     }
-    auto const heights = 2 * (sizeof(float) + 1);
-    auto const shape = shapeOf(first, 0, cellBytes(heights, sizeof(float) + 1, tiling, 0));
-    streamBands(shape, tiling, settings, context, "Raster arithmetic", first.path(),
-                [&](Band const& band, Tiling const& banded, RunContext const& ctx, auto const& done) {
-                    auto const a = first.read(band.firstRow, band.rows);
-                    auto const b = second.read(band.firstRow, band.rows);
-                    done();
-                    auto const result = runCalc(operation, a, b, banded, ctx);
-                    output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
-                    done();
-                });
+    auto const calc = [&]<class T>(T) {
+        auto const heights = 2 * (sizeof(T) + 1);
+        auto const shape = shapeOf(first, 0, cellBytes(heights, sizeof(T) + 1, tiling, 0));
+        streamBands(
+            shape, tiling, settings, context, "Raster arithmetic", first.path(),
+            [&](Band const& band) {
+                return std::pair(first.read<T>(band.firstRow, band.rows), second.read<T>(band.firstRow, band.rows));
+            },
+            [&](auto const& inputs, Tiling const& banded, RunContext const& ctx) {
+                return runCalc(operation, inputs.first, inputs.second, banded, ctx);
+            },
+            [&](auto const& result, Band const& band) {
+                output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+            });
+    };
+    output.type() == GDT_Float64 ? calc(double{}) : calc(float{});
 }
 
 void streamIso(MarkerReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
@@ -161,14 +168,15 @@ void streamIso(MarkerReader const& input, BandWriter& output, Tiling const& tili
                             .northUp = placementOf(input.georef(), input.height(), input.path()).northUp,
                             .overlap = IsoOverlap,
                             .cellBytes = cellBytes(2 * layers, 4 * layers, tiling, IsoOverlap)};
-    streamBands(shape, tiling, settings, context, "Iso density", input.path(),
-                [&](Band const& band, Tiling const& banded, RunContext const& ctx, auto const& done) {
-                    auto const volume = input.read(band.firstRow, band.rows);
-                    done();
-                    auto const result = runIso(volume, banded, ctx);
-                    output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
-                    done();
-                });
+    streamBands(
+        shape, tiling, settings, context, "Iso density", input.path(),
+        [&](Band const& band) { return input.read(band.firstRow, band.rows); },
+        [](MarkerVolume const& volume, Tiling const& banded, RunContext const& ctx) {
+            return runIso(volume, banded, ctx);
+        },
+        [&](auto const& result, Band const& band) {
+            output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
+        });
 }
 
 } // namespace rastrum_host

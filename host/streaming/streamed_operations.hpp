@@ -7,7 +7,8 @@
 
 // The operations run a band at a time from a reader into a writer (see
 // streamed_run.hpp); each gives, bit for bit, what its in-memory run gives on
-// the whole raster. The writer's layout comes from resultLayout.
+// the whole raster. The writer's layout comes from resultLayout; smoothing and
+// arithmetic compute in double precision when the writer's type is Float64.
 namespace rastrum_host {
 
 // The whole raster's size, place and name without its cells, for what needs

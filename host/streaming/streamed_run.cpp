@@ -29,34 +29,6 @@ std::uint64_t kilobytesField(char const* file, std::string const& name) {
     return 0;
 }
 
-// Forwards the library's per-fragment reports, and the host's reading and
-// writing, as one count over the whole run.
-class RunProgress : public Lumen::LoaderProgress {
-public:
-    RunProgress(Lumen::StrongPtr<Lumen::LoaderProgress> target, std::string label, std::uint64_t total)
-        : target_(std::move(target)), label_(std::move(label)), total_(static_cast<std::uint32_t>(total)) {}
-
-    void report(std::string const&, std::uint32_t, std::uint32_t) override { unit(); }
-    void unit() {
-        auto const current = done_++;
-        if (target_) {
-            target_->report(label_, static_cast<std::uint32_t>(current), total_);
-        }
-    }
-    // Reports the units of a band the library did not report itself.
-    void catchUp(std::uint64_t until) {
-        while (done_ < until) {
-            unit();
-        }
-    }
-
-private:
-    Lumen::StrongPtr<Lumen::LoaderProgress> target_;
-    std::string label_;
-    std::uint32_t total_;
-    std::atomic<std::uint64_t> done_{0};
-};
-
 } // namespace
 
 std::uint64_t availableMemory() {
@@ -93,22 +65,52 @@ std::vector<Band> planStream(StreamShape const& shape, Tiling const& tiling, Str
     return planBands(shape.width, shape.height, shape.northUp, size, overlap, perBand);
 }
 
-void streamBands(StreamShape const& shape, Tiling const& tiling, StreamSettings const& settings,
-                 RunContext const& context, std::string const& label, std::string const& source, BandStep const& step) {
-    auto const bands = planStream(shape, tiling, settings, source);
+// Forwards the library's per-fragment reports, and the host's reading and
+// writing, as one count over the whole run.
+class BandProgress::Counter : public Lumen::LoaderProgress {
+public:
+    Counter(Lumen::StrongPtr<Lumen::LoaderProgress> target, std::string label, std::uint64_t total)
+        : target_(std::move(target)), label_(std::move(label)), total_(static_cast<std::uint32_t>(total)) {}
+
+    void report(std::string const&, std::uint32_t, std::uint32_t) override {
+        ++reported_;
+        unit();
+    }
+    void unit() {
+        std::lock_guard const lock(mutex_);
+        auto const current = done_++;
+        if (target_) {
+            target_->report(label_, static_cast<std::uint32_t>(current), total_);
+        }
+    }
+    // The library's reports since the last call.
+    std::uint64_t takeReported() { return reported_.exchange(0); }
+
+private:
+    Lumen::StrongPtr<Lumen::LoaderProgress> target_;
+    std::string label_;
+    std::uint32_t total_;
+    std::mutex mutex_;
+    std::uint64_t done_ = 0;
+    std::atomic<std::uint64_t> reported_{0};
+};
+
+BandProgress::BandProgress(RunContext const& context, std::string label, std::vector<Band> const& bands) {
     std::uint64_t total = 0;
     for (auto const& band : bands) {
         total += band.fragments + 2;
     }
-    auto const progress = Lumen::makeStrong<RunProgress>(context.progress, label, total);
-    RunContext const banded{.progress = progress};
-    std::uint64_t until = 0;
-    for (auto const& band : bands) {
-        Tiling bandTiling = tiling;
-        bandTiling.band = band.window;
-        until += band.fragments + 2;
-        step(band, bandTiling, banded, [&] { progress->unit(); });
-        progress->catchUp(until);
+    counter_ = Lumen::makeStrong<Counter>(context.progress, std::move(label), total);
+    context_.progress = counter_;
+}
+
+BandProgress::~BandProgress() = default;
+
+void BandProgress::unit() { counter_->unit(); }
+
+void BandProgress::computed(Band const& band) {
+    for (auto reported = counter_->takeReported(); reported < band.fragments; ++reported) {
+        counter_->unit();
     }
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <future>
+#include <vector>
 #include <string>
 
 #include "operations/operations.hpp"
@@ -27,20 +28,73 @@ struct StreamShape {
     std::uint64_t cellBytes = 0;
 };
 
-// Reads, computes and writes one band; calls unitDone after reading and after writing.
-using BandStep = std::function<void(Band const& band, Tiling const& tiling, RunContext const& context,
-                                    std::function<void()> const& unitDone)>;
-
 // The bands of a run within `settings`' memory. InputError, before any work,
 // when even a band of one fragment row does not fit in the memory available.
 std::vector<Band> planStream(StreamShape const& shape, Tiling const& tiling, StreamSettings const& settings,
                              std::string const& source);
 
-// Runs `step` on every band. Progress goes to the context's sink as one
-// count over the run, labelled `label`: per band one unit for reading, one
-// per fragment computed and one for writing.
+// One count over a whole run, labelled: per band one unit for reading, one
+// per fragment computed and one for writing. Reports may come from the
+// reading, computing and writing threads at once; they reach the target one
+// at a time and in order.
+class BandProgress {
+public:
+    BandProgress(RunContext const& context, std::string label, std::vector<Band> const& bands);
+    ~BandProgress();
+    BandProgress(BandProgress const&) = delete;
+    BandProgress& operator=(BandProgress const&) = delete;
+
+    RunContext const& context() const { return context_; } // for the library's per-fragment reports
+    void unit();
+    // Counts the fragments of `band` the library did not report itself.
+    void computed(Band const& band);
+
+private:
+    class Counter;
+    Lumen::StrongPtr<Counter> counter_;
+    RunContext context_;
+};
+
+// Runs every band through read(band), compute(input, tiling, context) and
+// write(result, band). The next band is read, and the previous one written,
+// while the current one is computed: at most two inputs and two results are
+// in memory at once (StreamShape::cellBytes counts them). Bands are written
+// in order.
+template <class Read, class Compute, class Write>
 void streamBands(StreamShape const& shape, Tiling const& tiling, StreamSettings const& settings,
-                 RunContext const& context, std::string const& label, std::string const& source, BandStep const& step);
+                 RunContext const& context, std::string const& label, std::string const& source, Read const& read,
+                 Compute const& compute, Write const& write) {
+    auto const bands = planStream(shape, tiling, settings, source);
+    BandProgress progress(context, label, bands);
+    using Input = decltype(read(bands.front()));
+    auto const reading = [&](std::size_t i) {
+        return std::async(std::launch::async, [&, i] {
+            Input input = read(bands[i]);
+            progress.unit();
+            return input;
+        });
+    };
+    std::future<Input> next = reading(0);
+    std::future<void> writing;
+    for (std::size_t i = 0; i < bands.size(); ++i) {
+        Input const input = next.get();
+        if (i + 1 < bands.size()) {
+            next = reading(i + 1);
+        }
+        Tiling banded = tiling;
+        banded.band = bands[i].window;
+        auto result = compute(input, banded, progress.context());
+        progress.computed(bands[i]);
+        if (writing.valid()) {
+            writing.get();
+        }
+        writing = std::async(std::launch::async, [&, i, result = std::move(result)] {
+            write(result, bands[i]);
+            progress.unit();
+        });
+    }
+    writing.get();
+}
 
 // Bytes the process may still take: the lesser of the memory the system
 // has available and what the address-space limit (ulimit -v) leaves.

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "bilateral/group_blocks.hpp"
 #include "frame/team_split.hpp"
 #include "simd/exp_lanes.hpp"
 #include "simd/lanes.hpp"
@@ -273,20 +274,10 @@ private:
         Row const row{values(centreSlot(k, j)), holes(centreSlot(k, j)),
                       f_.result + static_cast<std::size_t>((k * f_.ny + j) * f_.nx + x0)};
         std::int64_t const end = pad_ + columns;
-        std::int64_t u = pad_;
-        for (; u + static_cast<std::int64_t>(G) * LANES <= end; u += static_cast<std::int64_t>(G) * LANES) {
-            smoothGroups<G>(row, u);
-        }
-        for (; u + LANES <= end; u += LANES) {
-            smoothGroups<1>(row, u);
-        }
-        // The last centres as one full group that overlaps the previous one:
-        // a centre's value depends on the input only.
-        if (u < end) {
-            smoothGroups<1>(row, end - LANES);
-        }
+        smoothInBlocks<G>(*this, row, pad_, end, static_cast<std::int64_t>(LANES));
     }
 
+public:
     struct Row {
         double const* centre;
         long long const* hole;
@@ -333,6 +324,7 @@ private:
         }
     }
 
+private:
     Fragment<T> const& f_;
     Weighting const& w_;
     std::int64_t width_;

@@ -3,6 +3,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "bilateral/group_blocks.hpp"
 #include "bilateral/narrowing.hpp"
 #include "bilateral/smoothing_filters.hpp"
 #include "frame/team_split.hpp"
@@ -136,20 +137,11 @@ struct RingSmoother {
         }
         for (std::uint64_t j = first; j < end; ++j) {
             fillRow(j + window.size - 1);
-            std::uint64_t i = 0;
-            for (; i + GROUPS * LANES <= interior; i += GROUPS * LANES) {
-                smoothGroups<GROUPS>(j, i);
+            if (interior >= LANES) {
+                smoothInBlocks<GROUPS>(*this, j, std::uint64_t{0}, interior, LANES);
+                continue;
             }
-            for (; i + LANES <= interior; i += LANES) {
-                smoothGroups<1>(j, i);
-            }
-            // The last centres again as one full group, overlapping the
-            // previous one: a centre's value depends on the input only.
-            if (i < interior && interior >= LANES) {
-                smoothGroups<1>(j, interior - LANES);
-                i = interior;
-            }
-            for (; i < interior; ++i) {
+            for (std::uint64_t i = 0; i < interior; ++i) {
                 auto const at = (j + window.half) * plane.nx + i + window.half;
                 plane.result[at] = excluded[plane.cellTypes[at]] ? plane.input[at]
                                                                  : smoothedCentre(plane, window, excluded, i, j);

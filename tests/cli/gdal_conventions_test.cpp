@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,16 @@ TEST_F(GdalConventions, VirtualFileSystemsOpenLikeFiles) {
     ASSERT_EQ(fromMemory.size(), 70u * 9u);
     EXPECT_TRUE(std::ranges::equal(fromMemory, fromFile, sameValue));
     VSIUnlink("/vsimem/dem.tif");
+}
+
+// Standard output gets the file's bytes, in GeoTIFF or the format -of names.
+TEST_F(GdalConventions, StandardOutputGetsTheResult) {
+    for (auto const& format : {"GTiff", "COG"}) {
+        auto const result = rastrum({"sobel", dem, "/vsistdout/", "-q", "-of", format});
+        ASSERT_EQ(result.status, 0) << result.err;
+        std::ofstream(folder / "piped", std::ios::binary) << result.out;
+        expectSameRaster(readRaster(folder / "piped"), reference);
+    }
 }
 
 TEST_F(GdalConventions, GeoTiffsAreTiledAndCompressedUnlessCreationOptionsSayOtherwise) {

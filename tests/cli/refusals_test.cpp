@@ -153,6 +153,7 @@ TEST_F(Refusals, OutputsInAnUnknownFormatATakenOrUnwritablePlaceOrAFullDisk) {
     std::vector<Refusal> cases{
         {{"sobel", dem, folder / "out.foo"}, {"out.foo", "-of"}},
         {{"sobel", dem, out, "-of", "Nope"}, {"-of Nope"}},
+        {{"smooth", dem, out, "-ot", "Int16"}, {"-ot Int16: smooth writes Float32 or Float64"}},
         {{"sobel", dem, folder / "nowhere/out.tif"}, {"nowhere"}},
         {{"sobel", dem, folder / "taken.tif"}, {"taken.tif", "--overwrite"}},
         // GDAL refuses these only once writing has begun.
@@ -186,7 +187,7 @@ TEST_F(Refusals, OutputsInAnUnknownFormatATakenOrUnwritablePlaceOrAFullDisk) {
     GDALClose(GDALCreate(GDALGetDriverByName("GTiff"), (folder / "huge/in.tif").c_str(), 6000, 6000, 1, GDT_Float32,
                          nullptr));
     cases.push_back({{"sobel", folder / "huge/in.tif", out, "-q", "--fragment-size", "6000"},
-                     {"need about 1099 MB of memory"}, "ulimit -v 700000; {}"});
+                     {"need about 1545 MB of memory"}, "ulimit -v 700000; {}"});
 #endif
     expectAllRefused(cases);
 

@@ -128,3 +128,37 @@ TEST(Streaming, IsoEqualsTheWholeVolumeRun) {
         expectSameValues(readRaster(out).values, {whole.values.begin(), whole.values.end()});
     }
 }
+
+// Heights finer than single precision resolves at their magnitude come out of
+// smoothing and arithmetic as Float64, streamed in bands of one fragment row,
+// equal to the double run on the whole raster; -ot Float32 narrows them.
+TEST(Streaming, Float64HeightsStayFloat64) {
+    TempFolder folder;
+    auto fine = terrain(53, 41);
+    fine.type = GDT_Float64;
+    for (std::size_t i = 0; i < fine.values.size(); ++i) {
+        fine.values[i] += fine.values[i] == Nodata ? 0.0 : 1e6 + 1e-3 * static_cast<double>(i % 7);
+    }
+    writeRaster(folder / "fine.tif", fine);
+    writeRaster(folder / "tilted.tif", terrain(53, 41, 0.4));
+    HeightReader const reader(folder / "fine.tif", {});
+    auto const heights = reader.read<double>(0, reader.height());
+    auto const tilted = HeightReader(folder / "tilted.tif", {}).read<double>(0, reader.height());
+    Tiling const tiling{.fragmentSize = 16, .overlap = {}, .allowSeams = false, .band = {}};
+    auto const out = folder / "out.tif";
+    std::vector<std::string> const streamed{"--fragment-size", "16", "--memory", "1", "-q", "--overwrite"};
+    auto const expectRun = [&](std::vector<std::string> arguments, GDALDataType type, auto const& expected) {
+        SCOPED_TRACE(commandLine(arguments));
+        arguments.insert(arguments.end(), streamed.begin(), streamed.end());
+        auto const run = rastrum(arguments);
+        ASSERT_EQ(run.status, 0) << run.err;
+        auto const result = readRaster(out);
+        EXPECT_EQ(result.type, type);
+        expectSameValues(result.values, {expected.values.begin(), expected.values.end()});
+    };
+    expectRun({"smooth", folder / "fine.tif", out}, GDT_Float64, runSmooth(heights, SmoothOptions{}, tiling, {}));
+    expectRun({"calc", "subtract", folder / "fine.tif", folder / "tilted.tif", out}, GDT_Float64,
+              runCalc(Rastrum::Operandi::Subtract, heights, tilted, tiling, {}));
+    expectRun({"smooth", folder / "fine.tif", out, "-ot", "Float32"}, GDT_Float32,
+              runSmooth(reader.read(0, reader.height()), SmoothOptions{}, tiling, {}));
+}

@@ -42,8 +42,33 @@ void checkPreview(OutputArgs const& output) {
 // before the work starts.
 void checkOutput(OutputArgs const& output) {
     outputDriver(output.path, output.options.format);
-    AtomicOutput const probe(output.path, output.options.overwrite);
+    if (!isStandardOutput(output.path)) {
+        AtomicOutput const probe(output.path, output.options.overwrite);
+    }
     checkPreview(output);
+}
+
+// The result's type: -ot when the subcommand computes in it, else `standard`.
+GDALDataType resultType(OutputArgs const& output, std::string const& subcommand,
+                        std::vector<GDALDataType> const& computed, GDALDataType standard) {
+    if (output.type.empty()) {
+        return standard;
+    }
+    auto const type = GDALGetDataTypeByName(output.type.c_str());
+    if (std::ranges::find(computed, type) != computed.end()) {
+        return type;
+    }
+    std::string names;
+    for (auto const each : computed) {
+        names += (names.empty() ? "" : " or ") + std::string(GDALGetDataTypeName(each));
+    }
+    throw InputError("-ot " + output.type + ": " + subcommand + " writes " + names);
+}
+
+// Smoothing and arithmetic keep Float64 heights in double precision.
+GDALDataType heightType(OutputArgs const& output, std::string const& subcommand, HeightReader const& heights) {
+    return resultType(output, subcommand, {GDT_Float32, GDT_Float64},
+                      heights.type() == GDT_Float64 ? GDT_Float64 : GDT_Float32);
 }
 
 // Renders the preview, when asked for, beside a result that is about to be
@@ -88,7 +113,8 @@ std::string commandInfo(InputArgs const& input, Tiling const& tiling) {
 void commandMask(InputArgs const& input, OutputArgs const& output, Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
     HeightReader const heights(input.path, input.read);
-    streamed(output, resultLayout(heights, GDT_Byte, std::nullopt), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+    auto const type = resultType(output, "mask", {GDT_Byte}, GDT_Byte);
+    streamed(output, resultLayout(heights, type, std::nullopt), {PreviewStyle::Ramp}, [&](BandWriter& result) {
         streamMask(heights, result, tiling, output.stream, context);
     });
 }
@@ -97,7 +123,8 @@ void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptio
                    Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
     HeightReader const heights(input.path, input.read);
-    streamed(output, resultLayout(heights, GDT_Float32, FloatNodata), {PreviewStyle::Relief}, [&](BandWriter& result) {
+    auto const type = heightType(output, "smooth", heights);
+    streamed(output, resultLayout(heights, type, FloatNodata), {PreviewStyle::Relief}, [&](BandWriter& result) {
         streamSmooth(heights, result, options, tiling, output.stream, context);
     });
 }
@@ -106,7 +133,8 @@ std::string commandSobel(InputArgs const& input, OutputArgs const& output, doubl
                          RunContext const& context, bool keepPartial) {
     checkOutput(output);
     HeightReader const heights(input.path, input.read);
-    streamed(output, resultLayout(heights, GDT_Float32, FloatNodata), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+    auto const type = resultType(output, "sobel", {GDT_Float32}, GDT_Float32);
+    streamed(output, resultLayout(heights, type, FloatNodata), {PreviewStyle::Ramp}, [&](BandWriter& result) {
         streamSobel(heights, result, slopeDegrees, keepPartial, tiling, output.stream, context);
     });
     return planeGradientNote(wholeRaster(heights), slopeDegrees);
@@ -116,7 +144,8 @@ void commandSlope(InputArgs const& input, OutputArgs const& output, SlopeOptions
                   Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
     HeightReader const heights(input.path, input.read);
-    streamed(output, resultLayout(heights, GDT_Float32, FloatNodata), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+    auto const type = resultType(output, "slope", {GDT_Float32}, GDT_Float32);
+    streamed(output, resultLayout(heights, type, FloatNodata), {PreviewStyle::Ramp}, [&](BandWriter& result) {
         streamSlope(heights, result, options, tiling, output.stream, context);
     });
 }
@@ -129,7 +158,9 @@ void commandCalc(std::string const& operation, InputArgs const& first, InputArgs
     HeightReader const b(second.path, second.read);
     // Differences read best around zero.
     auto const style = arithmetic == Rastrum::Operandi::Subtract ? PreviewStyle::Diverging : PreviewStyle::Ramp;
-    streamed(output, resultLayout(a, GDT_Float32, FloatNodata), {style}, [&](BandWriter& result) {
+    // Both in double precision when either is Float64.
+    auto const type = std::max(heightType(output, "calc", a), heightType(output, "calc", b));
+    streamed(output, resultLayout(a, type, FloatNodata), {style}, [&](BandWriter& result) {
         streamCalc(arithmetic, a, b, result, tiling, output.stream, context);
     });
 }
@@ -138,7 +169,8 @@ void commandOverwrite(InputArgs const& input, OutputArgs const& output, Overwrit
                       Tiling const& tiling, RunContext const& context) {
     checkOutput(output);
     HeightReader const heights(input.path, input.read);
-    streamed(output, resultLayout(heights, GDT_Byte, std::nullopt), {PreviewStyle::Ramp}, [&](BandWriter& result) {
+    auto const type = resultType(output, "overwrite", {GDT_Byte}, GDT_Byte);
+    streamed(output, resultLayout(heights, type, std::nullopt), {PreviewStyle::Ramp}, [&](BandWriter& result) {
         streamOverwrite(heights, result, options, tiling, output.stream, context);
     });
 }
@@ -151,7 +183,7 @@ void commandIso(std::string const& input, OutputArgs const& output, Tiling const
     ResultLayout const layout{.width = volume.width(),
                               .height = volume.height(),
                               .bands = volume.layers(),
-                              .type = GDT_Float32,
+                              .type = resultType(output, "iso", {GDT_Float32}, GDT_Float32),
                               .georef = volume.georef(),
                               .holeNodata = FloatNodata,
                               .metadataFrom = volume.dataset()};

@@ -24,6 +24,7 @@ struct OutputArgs {
     std::string preview; // a PNG picture of the result (--preview); empty: none
     unsigned memoryMegabytes = 256; // --memory
     StreamSettings stream;          // from memoryMegabytes
+    std::string type;               // the result's GDAL type (-ot); empty: the subcommand's own
 };
 
 std::string commandInfo(InputArgs const& input, Tiling const& tiling);

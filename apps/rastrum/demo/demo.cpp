@@ -125,7 +125,7 @@ void runDemo(DemoOptions const& options, RunContext const& context, std::ostream
     InputArgs const after{path("survey-2024.tif"), {}};
     InputArgs const difference{path("difference.tif"), {}};
     auto const output = [&](char const* name, char const* preview) {
-        return OutputArgs{path(name), writing, preview ? path(preview) : std::string(), 256, {}};
+        return OutputArgs{path(name), writing, preview ? path(preview) : std::string(), 256, {}, {}};
     };
     auto const fragments = [&](std::uint64_t overlap, std::uint32_t layers) {
         TiledGrid const plan({terrain.width, terrain.height, layers}, GridPlacement{}, options.fragmentSize, overlap);
