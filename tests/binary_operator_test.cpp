@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -9,8 +10,10 @@
 #include "Rastrum.hpp"
 #include "Velum/Bundle.hpp"
 #include "Velum/MemArray.hpp"
+#include "binary/binary_mask.hpp"
 #include "support/capture.hpp"
 #include "support/grids.hpp"
+#include "support/instruction_sets.hpp"
 #include "support/threads.hpp"
 
 using testing_support::cellTypeGrid;
@@ -62,6 +65,19 @@ struct Call {
 };
 
 } // namespace
+
+TEST(BinaryMask, EveryCodeOffACacheLineAndPastTheCodesOnEveryInstructionSet) {
+    Rastrum::CellTypeTable const selected{true, false, false, false, true, false, true};
+    std::vector<unsigned char> codes(1000);
+    std::iota(codes.begin(), codes.end(), static_cast<unsigned char>(0));
+    testing_support::forEachInstructionSet([&](std::string const& set) {
+        std::vector<float> mask(codes.size() + 4, -1.0f);
+        Rastrum::binaryMask(std::span(codes).subspan(1), std::span(mask).subspan(1), selected);
+        for (std::size_t p = 1; p < mask.size(); ++p) {
+            ASSERT_EQ(mask[p], p < codes.size() && selected[codes[p]] ? 1.0f : 0.0f) << set << " cell " << p;
+        }
+    });
+}
 
 TEST(BinaryOperator, MarksDataCodesInEveryFragmentOnFourThreadsAndReportsEachOnce) {
     // All 256 codes, one per point, over 4 x 4 fragments with shorter last ones.
