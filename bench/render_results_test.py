@@ -73,7 +73,7 @@ class RenderResults(unittest.TestCase):
     def test_operation_rows_pair_peer_and_bound_from_the_label(self):
         lines = self.render(repeated(PEER, 4e9) + repeated(BOUND, 2e9) + measured(WHOLE, 1e9, PEER, BOUND))
         self.assertEqual(self.line(lines, "| 4096 | one fragment")[2:],
-                         ["1 G ±5 %", "inRange+convertTo", "4 G", "0.25", "2 G", "0.50"])
+                         ["1 G ±5 %", "inRange+convertTo", "4 G", "0.25", "2 G", "0.50", "—", "—"])
         self.assertIn("### binaryOperator (2 threads, 5 bytes per cell)", lines)
         self.assertFalse(any("Preliminary" in line for line in lines))
 
