@@ -238,27 +238,6 @@ def targets(run):
     return lines
 
 
-# Wall, user and system seconds of a run of the command line, measured by hand
-# with /usr/bin/time (see the rendered section for the command).
-CLI_TIMINGS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "cli_timings.json")
-CLI_SYSTEM_SHARE = 0.10
-
-
-def cli_lines(path=CLI_TIMINGS):
-    if not os.path.exists(path):
-        return []
-    with open(path) as f:
-        t = json.load(f)
-    share = t["system"] / t["wall"]
-    met = "met" if share < CLI_SYSTEM_SHARE else "not met"
-    return ["", "## Command line", "",
-            f"`{t['command']}` on a {t['size']} float GeoTIFF made with `gdal_translate -outsize` "
-            f"({t['date']}, load average {t['load']:.1f}):", "",
-            "| Wall s | User s | System s | System / wall | Target | Met |", "|---:|---:|---:|---:|---|---|",
-            f"| {t['wall']:.1f} | {t['user']:.1f} | {t['system']:.1f} | {share:.2f} | "
-            f"< {CLI_SYSTEM_SHARE:g} | {met} |", "", t.get("reason", "")]
-
-
 # Reasons for targets not met, written after reading a run.
 TARGET_NOTES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "target_notes.md")
 
@@ -334,7 +313,7 @@ def main():
     args = parser.parse_args()
     run = Run(args.results)
     baseline = Run(args.baseline) if args.baseline else None
-    lines = (header(run, baseline) + targets(run) + note_lines() + roofline_lines(run) + cli_lines() + operation_tables(run, baseline) + kernel_table(run, baseline)
+    lines = (header(run, baseline) + targets(run) + note_lines() + roofline_lines(run) + operation_tables(run, baseline) + kernel_table(run, baseline)
              + failures(run))
     with open(args.output, "w") as f:
         f.write("\n".join(lines) + "\n")
