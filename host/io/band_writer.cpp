@@ -73,9 +73,10 @@ void copyOut(std::filesystem::path const& file, std::filesystem::path const& tar
 
 BandWriter::BandWriter(std::filesystem::path path, OutputOptions const& options, ResultLayout const& layout)
     : path_(std::move(path)),
-      // Standard output is staged under the system's temporary folder.
+      // Standard output is staged under the system's temporary folder. Nothing is ever moved
+      // there, so a file of the staged name already in it is no obstacle.
       output_(isStandardOutput(path_) ? std::filesystem::temp_directory_path() / "stdout.tif" : path_,
-              options.overwrite),
+              options.overwrite || isStandardOutput(path_)),
       plan_(planOutput(path_, options, layout.type, static_cast<int>(layout.bands), layout.holeNodata)) {
     GDALDriverH driver = plan_.driver;
     std::vector<std::string> creation = plan_.creationOptions;

@@ -58,14 +58,18 @@ TEST_F(GdalConventions, VirtualFileSystemsOpenLikeFiles) {
     VSIUnlink("/vsimem/dem.tif");
 }
 
-// Standard output gets the file's bytes, in GeoTIFF or the format -of names.
+// Standard output gets the file's bytes, in GeoTIFF or the format -of names; a
+// file of the staged name in the temporary folder is no obstacle and stays as it was.
 TEST_F(GdalConventions, StandardOutputGetsTheResult) {
+    std::ofstream(folder / "stdout.tif") << "kept";
     for (auto const& format : {"GTiff", "COG"}) {
-        auto const result = rastrum({"sobel", dem, "/vsistdout/", "-q", "-of", format});
+        auto const result =
+            rastrum({"sobel", dem, "/vsistdout/", "-q", "-of", format}, "TMPDIR='" + folder.path().string() + "' {}");
         ASSERT_EQ(result.status, 0) << result.err;
         std::ofstream(folder / "piped", std::ios::binary) << result.out;
         expectSameRaster(readRaster(folder / "piped"), reference);
     }
+    EXPECT_EQ(contents(folder / "stdout.tif"), "kept");
 }
 
 TEST_F(GdalConventions, GeoTiffsAreTiledAndCompressedUnlessCreationOptionsSayOtherwise) {
