@@ -85,21 +85,9 @@ public:
     // Copies whole rows: a fragment's points along x are consecutive cells of a row.
     template <class T>
     void addField(std::string const& name, std::span<T const> valuesInFileOrder) const {
-        auto field = Lumen::makeStrong<Velum::RegularlyFragmentedField<3>>(*builder_.positions());
-        forEachFragment([&](Index const& fragment) {
-            auto const size = fragmentSize(fragment);
-            Velum::ArrayStorage<T> values(size.product());
-            auto* out = values.data();
-            for (std::uint64_t z = 0; z < size[2]; ++z) {
-                for (std::uint64_t y = 0; y < size[1]; ++y, out += size[0]) {
-                    Index const first(start(fragment, 0), start(fragment, 1) + y, start(fragment, 2) + z);
-                    std::copy_n(valuesInFileOrder.data() + fileIndex(first), size[0], out);
-                }
-            }
-            auto array = Lumen::makeStrong<Velum::MemArray<3, T>>(size, std::move(values));
-            field->setPersistentData(array, field->getFragmentID(fragment), Lumen::Cache::MemCache());
+        builder_.addFieldByRows<T>(name, [&](Index const& first, std::uint64_t count, T* out) {
+            std::copy_n(valuesInFileOrder.data() + fileIndex(first), count, out);
         });
-        grid()->getCartesianRepresentation()->setField(name, field);
     }
 
     // One value per cell, in file order, taken from the fragment in which the
@@ -108,7 +96,7 @@ public:
     template <class T>
     std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing) const {
         std::vector<T> values(layout_.points.product(), missing);
-        forEachFragment([&](Index const& fragment) {
+        builder_.forEachFragment([&](Index const& fragment) {
             Lumen::StrongPtr<Velum::MemArray<3, T>> const data = field.getData(field.getFragmentID(fragment));
             auto const size = fragmentSize(fragment);
             if (!data || data->Size() != size) {
@@ -134,16 +122,6 @@ private:
         return p[0] + layout_.points[0] * (row + layout_.points[1] * p[2]);
     }
     Index fragmentSize(Index const& fragment) const { return builder_.fragmentSize(fragment); }
-    template <class F>
-    void forEachFragment(F&& visit) const {
-        Index fragment;
-        while (fragmentCounts().product() > 0) {
-            visit(fragment);
-            if (!fragment.inc(fragmentCounts())) {
-                return;
-            }
-        }
-    }
     std::uint64_t start(Index const& fragment, std::size_t axis) const { return fragment[axis] * step_[axis]; }
 
     Velum::UniformGridLayout layout_;

@@ -43,22 +43,36 @@ public:
     // Adds a vertex field whose value at grid point p is valueAt(p).
     template <class T, class ValueAt>
     Lumen::StrongPtr<RegularlyFragmentedField<3>> addField(std::string const& name, ValueAt&& valueAt) const {
+        return addFieldByRows<T>(name, [&](MultiIndex<3> const& first, std::uint64_t count, T* out) {
+            for (std::uint64_t x = 0; x < count; ++x) {
+                out[x] = valueAt(MultiIndex<3>(first[0] + x, first[1], first[2]));
+            }
+        });
+    }
+
+    // Adds a vertex field a row of each fragment at a time: fillRow(first,
+    // count, out) writes the values of the `count` points along x from grid
+    // point `first` on, so that values held in rows are copied whole.
+    template <class T, class FillRow>
+    Lumen::StrongPtr<RegularlyFragmentedField<3>> addFieldByRows(std::string const& name, FillRow&& fillRow) const {
         auto field = Lumen::makeStrong<RegularlyFragmentedField<3>>(*positions_);
         forEachFragment([&](MultiIndex<3> const& fragment) {
             auto const start = fragmentStart(fragment);
-            auto array = Lumen::makeStrong<MemArray<3, T>>(fragmentSize(fragment));
-            MultiIndex<3> local;
-            do {
-                MultiIndex<3> const global(start[0] + local[0], start[1] + local[1], start[2] + local[2]);
-                (*array)[local] = valueAt(global);
-            } while (local.inc(array->Size()));
+            auto const size = fragmentSize(fragment);
+            auto array = Lumen::makeStrong<MemArray<3, T>>(size, uninitialised);
+            T* out = array->data();
+            for (std::uint64_t z = 0; z < size[2]; ++z) {
+                for (std::uint64_t y = 0; y < size[1]; ++y, out += size[0]) {
+                    fillRow(MultiIndex<3>(start[0], start[1] + y, start[2] + z), size[0], out);
+                }
+            }
             field->setPersistentData(array, field->getFragmentID(fragment), Lumen::Cache::MemCache());
         });
         grid_->getCartesianRepresentation()->setField(name, field);
         return field;
     }
 
-private:
+    // Visits every fragment index, first index fastest.
     template <class F>
     void forEachFragment(F&& visit) const {
         if (fragmentCounts().product() == 0) {
@@ -70,6 +84,7 @@ private:
         } while (fragment.inc(fragmentCounts()));
     }
 
+private:
     UniformGridLayout layout_;
     Lumen::StrongPtr<Grid> grid_;
     Lumen::StrongPtr<RegularlyFragmentedField<3>> positions_;
