@@ -163,6 +163,17 @@ void addConsole(CLI::App& command, Common& common) {
         ->allow_extra_args(false);
 }
 
+// A subcommand from one raster to another: its input, output, fragment and console options.
+CLI::App& addRasterToRaster(CLI::App& app, std::string const& name, std::string const& description,
+                            InputArgs& input, OutputArgs& output, Common& common, std::string const& defaultOverlap) {
+    auto& command = *app.add_subcommand(name, description);
+    addInput(command, input);
+    addOutput(command, output);
+    addTiling(command, common, defaultOverlap);
+    addConsole(command, common);
+    return command;
+}
+
 // GDAL's configuration first, so that it applies to every file; the block
 // cache stays small unless configured, since bands are read once each.
 void configure(Common const& common) {
@@ -249,18 +260,12 @@ int parseAndRun(int argc, char** argv) {
     addTiling(info, common, "0");
     info.footer("Example:\n  rastrum info dem.tif --fragment-size 128 --overlap 2");
 
-    auto& mask = *app.add_subcommand("mask", "Float mask: 1 at data cells, 0 at holes (nodata)");
-    addInput(mask, input);
-    addOutput(mask, output);
-    addTiling(mask, common, "0");
-    addConsole(mask, common);
+    auto& mask =
+        addRasterToRaster(app, "mask", "Float mask: 1 at data cells, 0 at holes (nodata)", input, output, common, "0");
     mask.footer("Example:\n  rastrum mask dem.tif mask.tif");
 
-    auto& smoothing = *app.add_subcommand("smooth", "Edge-preserving bilateral smoothing of the heights");
-    addInput(smoothing, input);
-    addOutput(smoothing, output);
-    addTiling(smoothing, common, "window - 1, no seams");
-    addConsole(smoothing, common);
+    auto& smoothing = addRasterToRaster(app, "smooth", "Edge-preserving bilateral smoothing of the heights", input,
+                                        output, common, "window - 1, no seams");
     smoothing.add_flag("--gaussian", smooth.gaussian, "plain normalised Gaussian instead of the bilateral filter");
     smoothing.add_option("--window", smooth.window, "window edge in cells, made odd and at least 3")
         ->check(CLI::Range(1u, 255u))
@@ -275,12 +280,9 @@ int parseAndRun(int argc, char** argv) {
                        "keep the library's values in the band of (window - 1) / 2 cells along the raster's edge");
     smoothing.footer(EdgeRule + "Example:\n  rastrum smooth dem.tif smooth.tif --window 7 --sigma-range 0.5");
 
-    auto& sobel = *app.add_subcommand(
-        "sobel", "Sobel gradient magnitude of the heights: 32 x the height change per cell for a plane");
-    addInput(sobel, input);
-    addOutput(sobel, output);
-    addTiling(sobel, common, "2, no seams");
-    addConsole(sobel, common);
+    auto& sobel = addRasterToRaster(
+        app, "sobel", "Sobel gradient magnitude of the heights: 32 x the height change per cell for a plane", input,
+        output, common, "2, no seams");
     sobel.add_option("--slope", slope, "slope in degrees whose gradient on a plane is stated, as a threshold aid")
         ->check(finiteIn(0.0, 90.0, true, "an angle from 0 to below 90 degrees"))
         ->capture_default_str();
@@ -293,11 +295,9 @@ int parseAndRun(int argc, char** argv) {
                  "Holes: nodata wherever the 3 x 3 stencil touched a hole, unless --keep-partial.\n" +
                  EdgeRule + "Example:\n  rastrum sobel dem.tif gradient.tif --slope 30");
 
-    auto& sloping = *app.add_subcommand("slope", "Slope of the heights in degrees (or percent) from the Sobel gradient");
-    addInput(sloping, input);
-    addOutput(sloping, output);
-    addTiling(sloping, common, "2, no seams");
-    addConsole(sloping, common);
+    auto& sloping = addRasterToRaster(app, "slope",
+                                      "Slope of the heights in degrees (or percent) from the Sobel gradient", input,
+                                      output, common, "2, no seams");
     sloping.add_flag("-p,--percent", slopeOptions.percent, "percent slope (100 x rise over run) instead of degrees");
     sloping.add_option("-s,--scale", slopeOptions.scale,
                        "horizontal units per height unit, as gdaldem's -s (111120 for metres over degrees);\n"
@@ -319,12 +319,9 @@ int parseAndRun(int argc, char** argv) {
                 "and --second-terrain-rgb the second, which has the first one's size and georeferencing.\n"
                 "Example (DEM of difference):\n  rastrum calc subtract dem2024.tif dem2019.tif change.tif");
 
-    auto& overwriting = *app.add_subcommand(
-        "overwrite", "Write a value into the cell-type codes where the height lies in (or outside) intervals");
-    addInput(overwriting, input);
-    addOutput(overwriting, output);
-    addTiling(overwriting, common, "0");
-    addConsole(overwriting, common);
+    auto& overwriting = addRasterToRaster(
+        app, "overwrite", "Write a value into the cell-type codes where the height lies in (or outside) intervals",
+        input, output, common, "0");
     overwriting.add_option("--range", ranges, "closed interval of heights LO:HI; repeatable")->required();
     overwriting.add_flag("--invert", overwrite.invert,
                          "write where the height lies in none of the intervals (holes are left alone)");
