@@ -21,6 +21,9 @@ struct Lanes {
     typedef long long Masks __attribute__((vector_size(8 * W)));
     typedef float Floats __attribute__((vector_size(4 * W)));
     typedef signed char Bytes __attribute__((vector_size(W)));
+    // Twice as many single-precision lanes in the same width.
+    typedef float WideFloats __attribute__((vector_size(8 * W)));
+    typedef int WideInts __attribute__((vector_size(8 * W)));
 };
 
 // Unaligned load and store of one vector.
