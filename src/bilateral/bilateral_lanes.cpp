@@ -25,8 +25,8 @@ struct Offset {
 // is also the weight of p for centre q. Layer 0 therefore weighs each pair
 // once, at the centre whose offset points forward (a later row, or later in
 // the same row), and the centre at the other end looks it up.
-// Lane groups of columns handed to a thread at least.
-constexpr std::uint64_t GROUPS_PER_GRAIN = 8;
+// Rows handed to a thread at least.
+constexpr std::uint64_t ROWS_PER_GRAIN = 16;
 
 bool pointsForward(Offset o) { return o.dj > 0 || (o.dj == 0 && o.di > 0); }
 
@@ -103,15 +103,15 @@ public:
         neighbours_.reserve(window_.size());
     }
 
-    // The centres of columns [first, end), at least LANES of them.
+    // The centres of rows [first, end) of every layer, in column strips.
     [[gnu::always_inline]] void run(std::int64_t first, std::int64_t end) {
-        for (std::int64_t x0 = first; x0 < end;) {
-            std::int64_t x1 = std::min(end, x0 + strip_);
-            if (end - x1 < LANES) {
-                x1 = end;
+        for (std::int64_t x0 = 0; x0 < f_.nx;) {
+            std::int64_t x1 = std::min(f_.nx, x0 + strip_);
+            if (f_.nx - x1 < LANES) {
+                x1 = f_.nx;
             }
             for (std::int64_t k = 0; k < f_.nz; ++k) {
-                runStrip(k, x0, x1 - x0);
+                runStrip(k, x0, x1 - x0, first, end);
             }
             x0 = x1;
         }
@@ -131,11 +131,15 @@ private:
         return weights_.data() + (rowStart + array) * static_cast<std::size_t>(length_);
     }
 
-    [[gnu::always_inline]] void runStrip(std::int64_t k, std::int64_t x0, std::int64_t columns) {
-        for (std::int64_t y = 0; y < std::min(w_.half, f_.ny); ++y) {
+    // Layer 0 weighs each pair at one end only, so rows up to half a window
+    // above the first are weighed too, for the pairs they share with it.
+    [[gnu::always_inline]] void runStrip(std::int64_t k, std::int64_t x0, std::int64_t columns, std::int64_t first,
+                                         std::int64_t end) {
+        std::int64_t const start = k == 0 ? std::max<std::int64_t>(0, first - w_.half) : first;
+        for (std::int64_t y = std::max<std::int64_t>(0, start - w_.half); y < std::min(start + w_.half, f_.ny); ++y) {
             fillRow(ringSlot(y), 0, y, x0);
         }
-        for (std::int64_t j = 0; j < f_.ny; ++j) {
+        for (std::int64_t j = start; j < end; ++j) {
             if (j + w_.half < f_.ny) {
                 fillRow(ringSlot(j + w_.half), 0, j + w_.half, x0);
             }
@@ -143,7 +147,9 @@ private:
                 fillRow(ringRows_, k, j, x0);
             }
             weighRow(k, j, x0, columns);
-            smoothRow(k, j, x0, columns);
+            if (j >= first) {
+                smoothRow(k, j, x0, columns);
+            }
         }
     }
 
@@ -394,7 +400,8 @@ private:
     std::vector<Neighbour> neighbours_;
 };
 
-// The filter of the centres in columns [first, end), at least a lane group.
+// The filter of the centres in rows [first, end) of a fragment at least a
+// lane group wide.
 template <class T>
 using FragmentFilter = void (*)(Fragment<T> const&, Weighting const&, std::int64_t, std::int64_t);
 
@@ -441,12 +448,11 @@ bool bilateralLanes(T const* input, unsigned char const* cellTypes, FragmentShap
                                result};
     Weighting const weighting{half, spatial, 0.5 / (sigmaRange * sigmaRange),
                               static_cast<float>(std::sqrt(0.5) / std::abs(sigmaRange)), codes};
-    // Column blocks of whole lane groups go to the threads of the team; the
-    // last block takes the columns left over.
-    auto const groups = shape.nx / lanes;
-    frame::splitAcrossTeam(groups, GROUPS_PER_GRAIN, [&](std::uint64_t begin, std::uint64_t end) {
-        auto const last = end == groups ? shape.nx : end * lanes;
-        filter(fragment, weighting, static_cast<std::int64_t>(begin * lanes), static_cast<std::int64_t>(last));
+    // Blocks of rows go to the threads of the team: whole rows keep the
+    // strips wide, where column blocks of a small fragment would weigh half a
+    // window beyond each block's edges in every row.
+    frame::splitAcrossTeam(shape.ny, ROWS_PER_GRAIN, [&](std::uint64_t begin, std::uint64_t end) {
+        filter(fragment, weighting, static_cast<std::int64_t>(begin), static_cast<std::int64_t>(end));
     });
     return true;
 }

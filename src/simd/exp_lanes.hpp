@@ -105,7 +105,6 @@ template <int W>
     using Half = typename Lanes<W>::Floats;
     using Doubles = typename Lanes<W>::Doubles;
     using Longs = typename Lanes<W>::Masks;
-    typedef int HalfInts __attribute__((vector_size(4 * W)));
     if (!allAtLeast(x, -700.0f)) {
         for (std::size_t h = 0; h < 2; ++h) {
             Half half;
@@ -135,14 +134,16 @@ template <int W>
     power -= std::bit_cast<int>(ROUNDING);
     for (std::size_t h = 0; h < 2; ++h) {
         Half half;
-        HalfInts halfPower;
+        typename Lanes<W>::Ints halfPower;
         std::memcpy(&half, reinterpret_cast<char const*>(&p) + h * sizeof half, sizeof half);
         std::memcpy(&halfPower, reinterpret_cast<char const*>(&power) + h * sizeof halfPower, sizeof halfPower);
         Doubles wide;
         widen(wide, half);
         Longs bits;
+        Longs exponent;
         std::memcpy(&bits, &wide, sizeof bits);
-        bits += __builtin_convertvector(halfPower, Longs) << 52;
+        widen(exponent, halfPower);
+        bits += exponent << 52;
         store(out + h * W, bits);
     }
 }
