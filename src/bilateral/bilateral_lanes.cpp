@@ -408,7 +408,7 @@ using FragmentFilter = void (*)(Fragment<T> const&, Weighting const&, std::int64
 template <class T>
 [[gnu::target("avx512f")]] void filterAvx512(Fragment<T> const& fragment, Weighting const& weighting,
                                              std::int64_t first, std::int64_t end) {
-    BilateralRows<T, 8, 4>(fragment, weighting).run(first, end);
+    BilateralRows<T, 8, 8>(fragment, weighting).run(first, end);
 }
 template <class T>
 [[gnu::target("avx2")]] void filterAvx2(Fragment<T> const& fragment, Weighting const& weighting, std::int64_t first,
