@@ -239,3 +239,31 @@ TYPED_TEST(SmoothingFilters, TheExportedFunctionSmoothsEveryFragmentLikeTheRefer
         }
     }
 }
+
+// Float weights err by about 1e-7 relative, which moves a result by at most
+// that times the weighted height spread, a few σ range at most: low terraces
+// with steps from 0.5 to 270 m put range weights anywhere from 1 to far below
+// e^-700, where the double exponential takes over.
+TEST(BilateralSmoothing, FloatWeightsStayWithinTheToleranceOnSteepTerrain) {
+    reference::Fragment<float> f{{}, {}, 150, 40, 1};
+    double const steps[] = {0.5, 5.0, 40.0, 90.0};
+    for (std::uint64_t p = 0; p < f.nx * f.ny; ++p) {
+        auto const i = static_cast<double>(p % f.nx);
+        auto const j = static_cast<double>(p / f.nx);
+        double const terrace = steps[p % f.nx / 9 % 4] * std::floor(i / 9) + 25.0 * std::floor(j / 11);
+        f.values.push_back(static_cast<float>(20.0 + terrace + 1.5 * std::sin(0.9 * i + 1.7 * j)));
+        f.codes.push_back(p % 23 == 5 ? 2 : 0);
+    }
+    for (unsigned window : {5u, 31u}) {
+        auto const expected = reference::bilateral(f, window, 5.0, 2.0);
+        testing_support::forEachInstructionSet([&](std::string const& set) {
+            std::vector<float> got(f.values.size());
+            Rastrum::bilateralFilter(f.values.data(), f.codes.data(), Rastrum::FragmentShape{f.nx, f.ny, f.nz}, window,
+                                     5.0, 2.0, tables.HOLE_CELL_TYPES, got.data());
+            for (std::size_t p = 0; p < got.size(); ++p) {
+                EXPECT_NEAR(got[p], expected[p], 1e-6 * std::abs(expected[p]))
+                    << set << ", window " << window << ", point " << p;
+            }
+        });
+    }
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <immintrin.h>
@@ -81,15 +82,22 @@ inline void mulAdd(Lanes<2>::WideFloats& to, Lanes<2>::WideFloats const& a, Lane
     to = _mm512_maskz_fmadd_ps(0xffff, a, b, c);
 }
 
-// Whether every lane is at least `bound` (and none is NaN).
-[[gnu::target("avx512f")]] inline bool allAtLeast(Lanes<8>::WideFloats x, float bound) {
+// Whether every lane is at least `bound` (and none is NaN); `raised` gets the
+// lanes below it, and NaN, replaced by `bound`.
+[[gnu::target("avx512f")]] inline bool allAtLeast(Lanes<8>::WideFloats const& x, float bound,
+                                                  Lanes<8>::WideFloats& raised) {
+    raised = _mm512_maskz_max_ps(0xffff, x, _mm512_set1_ps(bound));
     return _mm512_cmp_ps_mask(x, _mm512_set1_ps(bound), _CMP_GE_OQ) == 0xffff;
 }
-[[gnu::target("avx2")]] inline bool allAtLeast(Lanes<4>::WideFloats x, float bound) {
+[[gnu::target("avx2")]] inline bool allAtLeast(Lanes<4>::WideFloats const& x, float bound,
+                                               Lanes<4>::WideFloats& raised) {
+    raised = _mm256_max_ps(x, _mm256_set1_ps(bound));
     return _mm256_movemask_ps(_mm256_cmp_ps(x, _mm256_set1_ps(bound), _CMP_GE_OQ)) == 0xff;
 }
-inline bool allAtLeast(Lanes<2>::WideFloats x, float bound) {
-    return _mm_movemask_ps(_mm_cmpge_ps(x, _mm_set1_ps(bound))) == 0xf;
+inline bool allAtLeast(Lanes<2>::WideFloats const& x, float bound, Lanes<2>::WideFloats& raised) {
+    __m128 const bounds = _mm_set1_ps(bound);
+    raised = _mm_max_ps(x, bounds);
+    return _mm_movemask_ps(_mm_cmpge_ps(x, bounds)) == 0xf;
 }
 
 // exp of the 2W float lanes of x, none above 0, written as 2W doubles to out.
@@ -97,7 +105,7 @@ inline bool allAtLeast(Lanes<2>::WideFloats x, float bound) {
 // degree 7 in float (|r| <= ln 2 / 2, truncation below 1e-8) and 2^k applied
 // to the exponent of the double, so that results keep double's range: within
 // 2.5e-7 relative of exp(x) as the float x stands. Lanes below -700 or NaN
-// take the double exponential, as does the whole group then.
+// take std::exp in double.
 template <int W>
 [[gnu::always_inline]] inline void expFloatLanes(typename Lanes<W>::WideFloats x, double* out) {
     using Floats = typename Lanes<W>::WideFloats;
@@ -105,25 +113,17 @@ template <int W>
     using Half = typename Lanes<W>::Floats;
     using Doubles = typename Lanes<W>::Doubles;
     using Longs = typename Lanes<W>::Masks;
-    if (!allAtLeast(x, -700.0f)) {
-        for (std::size_t h = 0; h < 2; ++h) {
-            Half half;
-            std::memcpy(&half, reinterpret_cast<char const*>(&x) + h * sizeof half, sizeof half);
-            Doubles wide;
-            widen(wide, half);
-            expLanes(wide);
-            store(out + h * W, wide);
-        }
-        return;
-    }
+    constexpr float LOWEST = -700.0f;
+    Floats v;
+    bool const inRange = allAtLeast(x, LOWEST, v);
     // Adding 1.5 * 2^23 rounds to an integer and leaves it in the low mantissa bits.
     constexpr float ROUNDING = 0x1.8p23f;
     Floats shifted;
-    mulAdd(shifted, x, Floats{} + 0x1.715476p+0f, Floats{} + ROUNDING);
+    mulAdd(shifted, v, Floats{} + 0x1.715476p+0f, Floats{} + ROUNDING);
     Floats const k = shifted - ROUNDING;
     // ln 2 in two parts, the first short enough for k times it to be exact.
     Floats r;
-    mulAdd(r, k, Floats{} - 0x1.630000p-1f, x);
+    mulAdd(r, k, Floats{} - 0x1.630000p-1f, v);
     mulAdd(r, k, Floats{} + 0x1.bd0106p-13f, r);
     Floats p = Floats{} + 1.0f / 5040;
     for (float const c : {1.0f / 720, 1.0f / 120, 1.0f / 24, 1.0f / 6, 0.5f, 1.0f, 1.0f}) {
@@ -145,6 +145,14 @@ template <int W>
         widen(exponent, halfPower);
         bits += exponent << 52;
         store(out + h * W, bits);
+    }
+    if (!inRange) {
+        // Lane by lane, so that a weight never depends on its neighbours in the vector.
+        for (std::size_t i = 0; i < 2 * W; ++i) {
+            if (!(x[i] >= LOWEST)) {
+                out[i] = std::exp(static_cast<double>(x[i]));
+            }
+        }
     }
 }
 
