@@ -1,7 +1,6 @@
 #include "bilateral/bilateral_lanes.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <type_traits>
 #include <utility>
@@ -44,7 +43,6 @@ struct Weighting {
     std::int64_t half;
     std::vector<double> const& spatial;
     double rangeScale; // 0.5 / σr²
-    float rangeRoot;   // √(0.5) / σr, in float
     simd::CodeSet const& excluded;
 };
 
@@ -95,10 +93,6 @@ public:
         auto const row = static_cast<std::size_t>(length_);
         values_.resize((ringRows_ + 1) * row);
         holes_.resize((ringRows_ + 1) * row);
-        if (floatWeights()) {
-            narrowValues_.resize((ringRows_ + 1) * row);
-            narrowHoles_.resize((ringRows_ + 1) * row);
-        }
         weights_.resize(arrays * row);
         neighbours_.reserve(window_.size());
     }
@@ -118,9 +112,6 @@ public:
     }
 
 private:
-    // Float fragments weigh in float lanes, twice as many per vector, unless
-    // σr is out of float's range.
-    bool floatWeights() const { return std::is_same_v<T, float> && std::isfinite(w_.rangeRoot); }
     std::size_t k0Arrays() const { return forwardCount_ + 1; }
     std::size_t ringSlot(std::int64_t y) const { return static_cast<std::size_t>(y % width_); }
     std::size_t centreSlot(std::int64_t k, std::int64_t j) const { return k == 0 ? ringSlot(j) : ringRows_; }
@@ -181,17 +172,6 @@ private:
         }
         std::copy(from + b, from + count, to + b);
         simd::markMembers<W>(w_.excluded, f_.cellTypes + at, static_cast<std::uint64_t>(hi - lo), h + lo);
-        if (floatWeights()) {
-            // Columns outside the fragment count as excluded here: their
-            // pairs then weigh exp(spatial) until zeroOutside clears them,
-            // rather than underflowing on the difference to a zero.
-            auto const offset = static_cast<std::size_t>(v - values_.data());
-            std::copy_n(v, length_, narrowValues_.data() + offset);
-            int* narrowHoles = narrowHoles_.data() + offset;
-            std::fill(narrowHoles, narrowHoles + lo, -1);
-            std::copy(h + lo, h + hi, narrowHoles + lo);
-            std::fill(narrowHoles + hi, narrowHoles + length_, -1);
-        }
     }
 
     // The weights of row j for the columns of the strip, and in layer 0 for
@@ -210,12 +190,8 @@ private:
                 continue;
             }
             double* out = weights(k, j, k == 0 ? forwardIndex_[e] : e) + from;
-            if (floatWeights()) {
-                floatWeights(out, centre, ringSlot(y), from, o.di, count, static_cast<float>(w_.spatial[e]));
-            } else {
-                exponents(out, centre, ringSlot(y), from, o.di, count, w_.spatial[e]);
-                simd::expInPlace<W>(out, static_cast<std::size_t>(count));
-            }
+            exponents(out, centre, ringSlot(y), from, o.di, count, w_.spatial[e]);
+            simd::expInPlace<W>(out, static_cast<std::size_t>(count));
             zeroOutside(out, x0 - reach, count, o.di);
         }
         if (k == 0) {
@@ -250,32 +226,6 @@ private:
                 simd::roundToFloat<W>(d);
             }
             simd::store(out + u, spatial - d * d * q);
-        }
-    }
-
-    // The weights as exponents() and exp give them, 2W lanes at a time in
-    // float: the float difference d, then spatial - (d √q)².
-    [[gnu::always_inline]] void floatWeights(double* out, std::size_t centre, std::size_t neighbour, std::int64_t from,
-                                             std::int64_t di, std::int64_t count, float spatial) {
-        using Wide = typename simd::Lanes<W>::WideFloats;
-        using WideMasks = typename simd::Lanes<W>::WideInts;
-        auto const row = static_cast<std::size_t>(length_);
-        float const* cv = narrowValues_.data() + centre * row + from;
-        int const* ch = narrowHoles_.data() + centre * row + from;
-        float const* nv = narrowValues_.data() + neighbour * row + from + di;
-        int const* nh = narrowHoles_.data() + neighbour * row + from + di;
-        for (std::int64_t u = 0; u < count; u += 2 * LANES) {
-            Wide cp;
-            Wide cq;
-            WideMasks ph;
-            WideMasks qh;
-            simd::load(cp, cv + u);
-            simd::load(ph, ch + u);
-            simd::load(cq, nv + u);
-            simd::load(qh, nh + u);
-            Wide const a = ph ? cq : cp;
-            Wide const t = (a - (qh ? a : cq)) * w_.rangeRoot;
-            simd::expFloatLanes<W>(spatial - t * t, out + u);
         }
     }
 
@@ -394,8 +344,6 @@ private:
     std::int64_t length_ = 0;
     std::vector<double> values_;
     std::vector<long long> holes_;
-    std::vector<float> narrowValues_; // the rings again, for float weighing
-    std::vector<int> narrowHoles_;
     std::vector<double> weights_;
     std::vector<Neighbour> neighbours_;
 };
@@ -446,8 +394,7 @@ bool bilateralLanes(T const* input, unsigned char const* cellTypes, FragmentShap
                                static_cast<std::int64_t>(shape.ny),
                                static_cast<std::int64_t>(shape.nz),
                                result};
-    Weighting const weighting{half, spatial, 0.5 / (sigmaRange * sigmaRange),
-                              static_cast<float>(std::sqrt(0.5) / std::abs(sigmaRange)), codes};
+    Weighting const weighting{half, spatial, 0.5 / (sigmaRange * sigmaRange), codes};
     // Blocks of rows go to the threads of the team: whole rows keep the
     // strips wide, where column blocks of a small fragment would weigh half a
     // window beyond each block's edges in every row.

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <bit>
-#include <cmath>
 #include <cstddef>
-#include <cstring>
 #include <immintrin.h>
 
 #include "simd/lanes.hpp"
@@ -64,95 +61,6 @@ template <int W>
         load(x, values + i);
         expLanes(x);
         store(values + i, x);
-    }
-}
-
-// to = a * b + c, in one rounding where the processor has it: the float
-// exponential below needs only its own accuracy, not a fixed rounding.
-inline void mulAdd(Lanes<2>::WideFloats& to, Lanes<2>::WideFloats const& a, Lanes<2>::WideFloats const& b,
-                   Lanes<2>::WideFloats const& c) {
-    to = a * b + c;
-}
-[[gnu::target("avx2")]] inline void mulAdd(Lanes<4>::WideFloats& to, Lanes<4>::WideFloats const& a,
-                                           Lanes<4>::WideFloats const& b, Lanes<4>::WideFloats const& c) {
-    to = a * b + c;
-}
-[[gnu::target("avx512f")]] inline void mulAdd(Lanes<8>::WideFloats& to, Lanes<8>::WideFloats const& a,
-                                              Lanes<8>::WideFloats const& b, Lanes<8>::WideFloats const& c) {
-    to = _mm512_maskz_fmadd_ps(0xffff, a, b, c);
-}
-
-// Whether every lane is at least `bound` (and none is NaN); `raised` gets the
-// lanes below it, and NaN, replaced by `bound`.
-[[gnu::target("avx512f")]] inline bool allAtLeast(Lanes<8>::WideFloats const& x, float bound,
-                                                  Lanes<8>::WideFloats& raised) {
-    raised = _mm512_maskz_max_ps(0xffff, x, _mm512_set1_ps(bound));
-    return _mm512_cmp_ps_mask(x, _mm512_set1_ps(bound), _CMP_GE_OQ) == 0xffff;
-}
-[[gnu::target("avx2")]] inline bool allAtLeast(Lanes<4>::WideFloats const& x, float bound,
-                                               Lanes<4>::WideFloats& raised) {
-    raised = _mm256_max_ps(x, _mm256_set1_ps(bound));
-    return _mm256_movemask_ps(_mm256_cmp_ps(x, _mm256_set1_ps(bound), _CMP_GE_OQ)) == 0xff;
-}
-inline bool allAtLeast(Lanes<2>::WideFloats const& x, float bound, Lanes<2>::WideFloats& raised) {
-    __m128 const bounds = _mm_set1_ps(bound);
-    raised = _mm_max_ps(x, bounds);
-    return _mm_movemask_ps(_mm_cmpge_ps(x, bounds)) == 0xf;
-}
-
-// exp of the 2W float lanes of x, none above 0, written as 2W doubles to out.
-// exp(x) = 2^k e^r with k = round(x / ln 2), e^r from its Taylor polynomial of
-// degree 7 in float (|r| <= ln 2 / 2, truncation below 1e-8) and 2^k applied
-// to the exponent of the double, so that results keep double's range: within
-// 2.5e-7 relative of exp(x) as the float x stands. Lanes below -700 or NaN
-// take std::exp in double.
-template <int W>
-[[gnu::always_inline]] inline void expFloatLanes(typename Lanes<W>::WideFloats x, double* out) {
-    using Floats = typename Lanes<W>::WideFloats;
-    using Ints = typename Lanes<W>::WideInts;
-    using Half = typename Lanes<W>::Floats;
-    using Doubles = typename Lanes<W>::Doubles;
-    using Longs = typename Lanes<W>::Masks;
-    constexpr float LOWEST = -700.0f;
-    Floats v;
-    bool const inRange = allAtLeast(x, LOWEST, v);
-    // Adding 1.5 * 2^23 rounds to an integer and leaves it in the low mantissa bits.
-    constexpr float ROUNDING = 0x1.8p23f;
-    Floats shifted;
-    mulAdd(shifted, v, Floats{} + 0x1.715476p+0f, Floats{} + ROUNDING);
-    Floats const k = shifted - ROUNDING;
-    // ln 2 in two parts, the first short enough for k times it to be exact.
-    Floats r;
-    mulAdd(r, k, Floats{} - 0x1.630000p-1f, v);
-    mulAdd(r, k, Floats{} + 0x1.bd0106p-13f, r);
-    Floats p = Floats{} + 1.0f / 5040;
-    for (float const c : {1.0f / 720, 1.0f / 120, 1.0f / 24, 1.0f / 6, 0.5f, 1.0f, 1.0f}) {
-        mulAdd(p, p, r, Floats{} + c);
-    }
-    Ints power;
-    std::memcpy(&power, &shifted, sizeof power);
-    power -= std::bit_cast<int>(ROUNDING);
-    for (std::size_t h = 0; h < 2; ++h) {
-        Half half;
-        typename Lanes<W>::Ints halfPower;
-        std::memcpy(&half, reinterpret_cast<char const*>(&p) + h * sizeof half, sizeof half);
-        std::memcpy(&halfPower, reinterpret_cast<char const*>(&power) + h * sizeof halfPower, sizeof halfPower);
-        Doubles wide;
-        widen(wide, half);
-        Longs bits;
-        Longs exponent;
-        std::memcpy(&bits, &wide, sizeof bits);
-        widen(exponent, halfPower);
-        bits += exponent << 52;
-        store(out + h * W, bits);
-    }
-    if (!inRange) {
-        // Lane by lane, so that a weight never depends on its neighbours in the vector.
-        for (std::size_t i = 0; i < 2 * W; ++i) {
-            if (!(x[i] >= LOWEST)) {
-                out[i] = std::exp(static_cast<double>(x[i]));
-            }
-        }
     }
 }
 

@@ -21,10 +21,6 @@ struct Lanes {
     typedef long long Masks __attribute__((vector_size(8 * W)));
     typedef float Floats __attribute__((vector_size(4 * W)));
     typedef signed char Bytes __attribute__((vector_size(W)));
-    // Twice as many single-precision lanes in the same width.
-    typedef float WideFloats __attribute__((vector_size(8 * W)));
-    typedef int WideInts __attribute__((vector_size(8 * W)));
-    typedef int Ints __attribute__((vector_size(4 * W)));
 };
 
 // Unaligned load and store of one vector.
@@ -44,7 +40,7 @@ inline void sqrtLanes(Lanes<2>::Doubles& x) { x = _mm_sqrt_pd(x); }
 // uninitialised register.
 [[gnu::target("avx512f")]] inline void sqrtLanes(Lanes<8>::Doubles& x) { x = _mm512_mask_sqrt_pd(x, 0xff, x); }
 
-// Float to double and back, and int to long long, lane by lane (GCC's generic conversion splits the
+// Float to double and back, lane by lane (GCC's generic conversion splits the
 // wide ones into halves). The AVX-512 forms are the zero-masked ones for the
 // reason given at sqrtLanes.
 inline void widen(Lanes<2>::Doubles& to, Lanes<2>::Floats const& from) {
@@ -57,17 +53,6 @@ inline void widen(Lanes<2>::Doubles& to, Lanes<2>::Floats const& from) {
 }
 [[gnu::target("avx512f")]] inline void widen(Lanes<8>::Doubles& to, Lanes<8>::Floats const& from) {
     to = _mm512_maskz_cvtps_pd(0xff, from);
-}
-inline void widen(Lanes<2>::Masks& to, Lanes<2>::Ints const& from) { to = __builtin_convertvector(from, Lanes<2>::Masks); }
-[[gnu::target("avx2")]] inline void widen(Lanes<4>::Masks& to, Lanes<4>::Ints const& from) {
-    __m128i narrow;
-    std::memcpy(&narrow, &from, sizeof from);
-    to = _mm256_cvtepi32_epi64(narrow);
-}
-[[gnu::target("avx512f")]] inline void widen(Lanes<8>::Masks& to, Lanes<8>::Ints const& from) {
-    __m256i narrow;
-    std::memcpy(&narrow, &from, sizeof from);
-    to = _mm512_maskz_cvtepi32_epi64(0xff, narrow);
 }
 inline void narrow(Lanes<2>::Floats& to, Lanes<2>::Doubles const& from) {
     __m128 const narrowed = _mm_cvtpd_ps(from);
