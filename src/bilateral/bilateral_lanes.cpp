@@ -191,8 +191,12 @@ private:
             }
             double* out = weights(k, j, k == 0 ? forwardIndex_[e] : e) + from;
             exponents(out, centre, ringSlot(y), from, o.di, count, w_.spatial[e]);
+            // Pairs with a cell outside the fragment take exp(0) first: the
+            // difference to the padding's zeros would underflow, and an
+            // underflowing exponential costs the processor a slow assist.
+            fillOutside(out, x0 - reach, count, o.di, 0.0);
             simd::expInPlace<W>(out, static_cast<std::size_t>(count));
-            zeroOutside(out, x0 - reach, count, o.di);
+            fillOutside(out, x0 - reach, count, o.di, 0.0);
         }
         if (k == 0) {
             centreWeights(weights(k, j, forwardCount_) + from, values(centre) + from, count,
@@ -229,17 +233,18 @@ private:
         }
     }
 
-    // A pair with a cell outside the fragment weighs 0, so that the sums
-    // skip it: weights[b] pairs column x + b with column x + b + di.
-    void zeroOutside(double* weights, std::int64_t x, std::int64_t count, std::int64_t di) const {
+    // Sets the entries of pairs with a cell outside the fragment, which weigh
+    // 0 so that the sums skip them: weights[b] pairs column x + b with column
+    // x + b + di.
+    void fillOutside(double* weights, std::int64_t x, std::int64_t count, std::int64_t di, double value) const {
         auto const outside = [&](std::int64_t b) {
             return std::min(x + b, x + b + di) < 0 || std::max(x + b, x + b + di) >= f_.nx;
         };
         for (std::int64_t b = 0; b < count && outside(b); ++b) {
-            weights[b] = 0.0;
+            weights[b] = value;
         }
         for (std::int64_t b = count - 1; b >= 0 && outside(b); --b) {
-            weights[b] = 0.0;
+            weights[b] = value;
         }
     }
 
