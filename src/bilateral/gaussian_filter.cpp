@@ -46,18 +46,20 @@ T smoothedCentre(Plane<T> const& plane, Window const& window, CellTypeTable cons
     return sum;
 }
 
-// Cells of a layer that keep their value: the band of half a window along
-// the x and y faces.
+// Cells of rows [first, end) of a layer that keep their value: the band of
+// half a window along the x and y faces.
 template <class T>
-void copyBand(Plane<T> const& plane, std::uint64_t half) {
-    auto const row = [&](std::uint64_t j) { return j * plane.nx; };
-    for (std::uint64_t j = 0; j < plane.ny; ++j) {
+void copyBand(Plane<T> const& plane, std::uint64_t half, std::uint64_t first, std::uint64_t end) {
+    for (std::uint64_t j = first; j < end; ++j) {
+        auto const row = j * plane.nx;
         if (j < half || j + half >= plane.ny) {
-            std::copy_n(plane.input + row(j), plane.nx, plane.result + row(j));
-        } else {
-            std::copy_n(plane.input + row(j), half, plane.result + row(j));
-            auto const right = row(j) + plane.nx - half;
-            std::copy_n(plane.input + right, half, plane.result + right);
+            std::copy_n(plane.input + row, plane.nx, plane.result + row);
+            continue;
+        }
+        auto const right = row + plane.nx - half;
+        for (std::uint64_t i = 0; i < half; ++i) {
+            plane.result[row + i] = plane.input[row + i];
+            plane.result[right + i] = plane.input[right + i];
         }
     }
 }
@@ -244,9 +246,16 @@ void gaussianFilter(T const* input, unsigned char const* cellTypes, FragmentShap
     for (std::uint64_t k = 0; k < nz; ++k) {
         auto const offset = k * nx * ny;
         Plane<T> const plane{input + offset, cellTypes + offset, nx, ny, result + offset};
-        copyBand(plane, half);
-        frame::splitAcrossTeam(ny - 2 * half, 4, [&](std::uint64_t first, std::uint64_t end) {
-            smooth(plane, window, excluded, codes, first, end);
+        // Rows go to the threads of the team in even blocks, each block with
+        // its band, so that a small fragment leaves no thread waiting.
+        frame::splitAcrossTeam(ny, 1, [&](std::uint64_t first, std::uint64_t end) {
+            copyBand(plane, half, first, end);
+            // Window rows start half a window above the row they smooth.
+            auto const from = std::max(first, half);
+            auto const to = std::min(end, ny - half);
+            if (from < to) {
+                smooth(plane, window, excluded, codes, from - half, to - half);
+            }
         });
     }
 }
