@@ -196,9 +196,16 @@ private:
             return std::array{u, triangulation_.point(triangulation_.corner(GridTriangulation::next(h))),
                               triangulation_.point(triangulation_.corner(GridTriangulation::prev(h)))};
         };
+        // The face that gets the vertex's own cell, first checked there: most moves fail on it.
+        GridPoint const v = triangulation_.point(triangulation_.corner(star[0]));
         for (std::size_t i = 1; i + 1 < k; ++i) {
             auto const c = fanFace(i);
             if (orientation(c[0], c[1], c[2]) <= 0) {
+                return false;
+            }
+            bool const holdsVertex =
+                orientation(c[0], c[1], v) >= 0 && orientation(c[1], c[2], v) >= 0 && orientation(c[2], c[0], v) >= 0;
+            if (holdsVertex && !cellWithinError(grid_, c, v, maxError_)) {
                 return false;
             }
         }
