@@ -186,21 +186,17 @@ TEST(MeshSimplified, StaysWithinTheErrorOffHolesAndOnTheOutline) {
 }
 
 // Every cell of a small grid goes in, most of them on edges and cocircular
-// with others, then an inner vertex moves onto a neighbour: the triangles stay
-// counter-clockwise, tile the rectangle, agree on shared edges and, before the
-// move, keep every vertex out of every circumcircle.
-TEST(GridTriangulation, StaysValidThroughCollinearAndCocircularCells) {
+// with others: the triangles stay counter-clockwise, tile the rectangle, agree
+// on shared edges and keep every vertex out of every circumcircle.
+TEST(GridTriangulation, StaysDelaunayThroughCollinearAndCocircularCells) {
     using rastrum_host::GridPoint, rastrum_host::GridTriangulation;
     GridTriangulation mesh({{0, 0}, {8, 0}, {8, 6}, {0, 6}});
     auto const cornersOf = [&](std::uint32_t t) {
         return std::array{mesh.point(mesh.corner(3 * t)), mesh.point(mesh.corner(3 * t + 1)), mesh.point(mesh.corner(3 * t + 2))};
     };
-    auto const check = [&](bool delaunay) {
+    auto const check = [&] {
         std::int64_t area = 0;
         for (std::uint32_t h = 0; h < 3 * mesh.triangles(); ++h) {
-            if (!mesh.alive(h / 3)) {
-                continue;
-            }
             auto const c = cornersOf(h / 3);
             ASSERT_GT(rastrum_host::orientation(c[0], c[1], c[2]), 0);
             area += h % 3 == 0 ? rastrum_host::orientation(c[0], c[1], c[2]) : 0;
@@ -208,7 +204,7 @@ TEST(GridTriangulation, StaysValidThroughCollinearAndCocircularCells) {
                 ASSERT_EQ(mesh.twin(mesh.twin(h)), h);
                 ASSERT_EQ(mesh.corner(mesh.twin(h)), mesh.corner(GridTriangulation::next(h)));
             }
-            for (std::uint32_t v = 0; delaunay && h % 3 == 0 && v < mesh.vertices(); ++v) {
+            for (std::uint32_t v = 0; h % 3 == 0 && v < mesh.vertices(); ++v) {
                 ASSERT_FALSE(rastrum_host::inCircle(c[0], c[1], c[2], mesh.point(v)));
             }
         }
@@ -229,33 +225,7 @@ TEST(GridTriangulation, StaysValidThroughCollinearAndCocircularCells) {
         }
     }
     ASSERT_EQ(mesh.vertices(), 63u);
-    check(true);
-    mesh.indexVertices();
-    std::vector<std::uint32_t> star;
-    for (std::uint32_t v = 0; v < mesh.vertices(); ++v) {
-        if (mesh.point(v) == GridPoint{4, 3}) {
-            mesh.star(v, star);
-        }
-    }
-    ASSERT_GE(star.size(), 4u);
-    auto const fanTurnsLeft = [&](std::size_t j) {
-        GridPoint const u = mesh.point(mesh.corner(GridTriangulation::next(star[j])));
-        for (std::size_t i = 1; i + 1 < star.size(); ++i) {
-            std::uint32_t const h = star[(j + i) % star.size()];
-            if (rastrum_host::orientation(u, mesh.point(mesh.corner(GridTriangulation::next(h))),
-                                          mesh.point(mesh.corner(GridTriangulation::prev(h)))) <= 0) {
-                return false;
-            }
-        }
-        return true;
-    };
-    std::size_t j = 0;
-    while (j < star.size() && !fanTurnsLeft(j)) {
-        ++j;
-    }
-    ASSERT_LT(j, star.size());
-    mesh.collapse(star, j);
-    check(false);
+    check();
 }
 
 } // namespace
