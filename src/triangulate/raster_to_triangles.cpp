@@ -177,7 +177,8 @@ std::string raster3DtoTri(Velum::BundlePtr& source, Velum::BundlePtr& target, st
     auto const triangles =
         Lumen::makeStrong<Velum::TriangleArray>(Velum::MultiIndex<1>(triangleCount), std::move(run.triangles));
     auto const surface = (*target)[time]->newGrid(surfaceName);
-    Velum::TriangularSurface::addVerticesAndConnectivity(*surface, vertices, triangles);
+    // Every index was counted from the rows' starts, below the vertex count.
+    Velum::TriangularSurface::addVerticesAndConnectivity(*surface, vertices, triangles, Velum::indicesInRange);
     return run.message;
 }
 
