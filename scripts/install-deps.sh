@@ -17,7 +17,6 @@ packages=(
   libassimp-dev
   libopencv-imgproc-dev
   libopencv-core-dev
-  libcgal-dev
   python3-meshio
   # The Python package, its tests, example and benchmark (Debian's /usr/bin/python3)
   pybind11-dev
