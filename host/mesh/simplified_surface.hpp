@@ -13,8 +13,11 @@ namespace rastrum_host {
 // vertex onto a neighbour where the bound allows. A triangle that covers a hole
 // cell is refined while it covers data cells that are not yet vertices and is
 // left out at last, so no triangle spans a hole; without holes the outline
-// is the raster's. Works on the raster itself, never on the full-resolution
-// mesh. InputError when the data cells span no area.
+// is the raster's. When the middle column is all data, its profile is
+// simplified first and the halves either side are refined at once on two
+// threads, sharing its corners; the result does not depend on their timing.
+// Works on the raster itself, never on the full-resolution mesh. InputError
+// when the data cells span no area.
 SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError, MeshSink& sink);
 
 } // namespace rastrum_host
