@@ -82,6 +82,24 @@ public:
         for (GridPoint p : seam) {
             triangulation_.insert(p, outlineFace(p), changed);
         }
+        // A coarse lattice of data cells first: refinement would otherwise scan
+        // the large faces it starts from again and again.
+        std::uint32_t face = 0;
+        for (std::int32_t y = SeedSpacing / 2; y < grid_.rows; y += SeedSpacing) {
+            for (std::int32_t x = grid_.scanFrom + SeedSpacing / 2; x < grid_.scanTo; x += SeedSpacing) {
+                std::uint32_t const t = locate({x, y}, face);
+                if (t == GridTriangulation::None || !grid_.isData({x, y})) {
+                    continue;
+                }
+                auto const corners = cornersOf(t);
+                if (std::ranges::find(corners, GridPoint{x, y}) == corners.end()) {
+                    changed.clear();
+                    inserted_.push_back(triangulation_.vertices());
+                    triangulation_.insert({x, y}, t, changed);
+                    face = changed.front();
+                }
+            }
+        }
     }
 
     void simplify() {
@@ -160,6 +178,26 @@ private:
         bool coversHole = false;
         std::uint32_t stamp = 0; // which scan the face's queue entry belongs to
     };
+
+    static constexpr std::int32_t SeedSpacing = 16;
+
+    // The face that holds p, walking there from face t; None when p lies off the hull.
+    std::uint32_t locate(GridPoint p, std::uint32_t t) const {
+        for (std::uint32_t k = 0; k < 3;) {
+            std::uint32_t const h = 3 * t + k;
+            if (orientation(triangulation_.point(triangulation_.corner(h)),
+                            triangulation_.point(triangulation_.corner(GridTriangulation::next(h))), p) >= 0) {
+                ++k;
+                continue;
+            }
+            if (triangulation_.twin(h) == GridTriangulation::None) {
+                return GridTriangulation::None;
+            }
+            t = triangulation_.twin(h) / 3;
+            k = 0;
+        }
+        return t;
+    }
 
     // The face whose outline edge holds p.
     std::uint32_t outlineFace(GridPoint p) const {
