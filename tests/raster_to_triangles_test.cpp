@@ -12,6 +12,7 @@
 #include "support/capture.hpp"
 #include "support/grids.hpp"
 #include "support/threads.hpp"
+#include "triangulate/triangulate_fragment.hpp"
 
 using testing_support::Index;
 using Point = Tensa::PhysicalSpace::point;
@@ -192,4 +193,27 @@ TEST(Raster3DtoTri, RowsAndFragmentsSharedAmongThreadsGiveTheOneThreadSurfaceAnd
         EXPECT_GT(triangles.size(), 40000u);
         EXPECT_TRUE(runOn(2) == std::tuple(vertices, triangles, reports)) << perFragment[0];
     }
+}
+
+TEST(TriangulateFragment, ListsWrittenPastTheCachesEqualOrdinaryStores) {
+    std::uint64_t const nx = 37, ny = 29;
+    std::vector<float> heights(nx * ny);
+    std::vector<unsigned char> codes(nx * ny);
+    for (std::uint64_t p = 0; p < codes.size(); ++p) {
+        heights[p] = static_cast<float>(p) * 0.5f;
+        codes[p] = static_cast<unsigned char>(p % 7 == 3 || p % 11 == 0 ? 2 : 4);
+    }
+    Rastrum::SurfaceFragment const fragment{heights.data(), codes.data(), nx, ny, 1, {1.5, -2.0, 0.25, 0.5}};
+    auto const flags = Rastrum::vertexFlags(Rastrum::CellTypeTables{}.HOLE_CELL_TYPES);
+    std::vector<Rastrum::RowShare> rows(ny);
+    Rastrum::countRows(fragment, flags, rows);
+    auto const end = Rastrum::startsFrom({0, 0}, rows);
+    // Different old contents: each element must be written by both.
+    std::vector<Point> ordinary(end.vertices, Point{1, 1, 1}), streamed(end.vertices, Point{2, 2, 2});
+    std::vector<Triangle> ordinaryTriangles(end.triangles, Triangle{{1, 1, 1}});
+    std::vector<Triangle> streamedTriangles(end.triangles, Triangle{{2, 2, 2}});
+    Rastrum::fillRows(fragment, flags, rows, ordinary.data(), ordinaryTriangles.data(), false);
+    Rastrum::fillRows(fragment, flags, rows, streamed.data(), streamedTriangles.data(), true);
+    EXPECT_EQ(ordinary, streamed);
+    EXPECT_EQ(ordinaryTriangles, streamedTriangles);
 }

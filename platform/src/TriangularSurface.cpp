@@ -15,7 +15,12 @@ bool TriangularSurface::addVerticesAndConnectivity(Grid& grid, Lumen::StrongPtr<
     bool const indicesValid = std::ranges::all_of(connectivity->values(), [count](Triangle const& t) {
         return std::ranges::all_of(t.vertices, [count](unsigned v) { return v < count; });
     });
-    if (!indicesValid) {
+    return indicesValid && addVerticesAndConnectivity(grid, vertices, connectivity, indicesInRange);
+}
+
+bool TriangularSurface::addVerticesAndConnectivity(Grid& grid, Lumen::StrongPtr<VertexArray> const& vertices,
+                                                   Lumen::StrongPtr<TriangleArray> const& connectivity, IndicesInRange) {
+    if (!vertices || !connectivity) {
         return false;
     }
     auto const positions = Lumen::makeStrong<Field>();

@@ -94,6 +94,7 @@ void triangulateGrid(Run& run, std::vector<Planned> const& planned, std::uint64_
     auto const end = startsFrom({run.vertices.size(), run.triangles.size()}, rows);
     run.vertices.resize(end.vertices);
     run.triangles.resize(end.triangles);
+    auto const pastCaches = listsPastCaches(end);
     auto const report = [&](std::uint32_t i) {
         if (run.progress) {
             run.progress->report("Applying Sobel to current Fragment #", planned[i].number, total);
@@ -101,7 +102,8 @@ void triangulateGrid(Run& run, std::vector<Planned> const& planned, std::uint64_
     };
     if (!frame::forEachFragmentInOrder(count, report, [&](std::uint32_t i) {
             if (planned[i].types) {
-                fillRows(planned[i].surface, flags, rowsOf(planned[i]), run.vertices.data(), run.triangles.data());
+                fillRows(planned[i].surface, flags, rowsOf(planned[i]), run.vertices.data(), run.triangles.data(),
+                         pastCaches);
             }
         })) {
         throw FragmentsUnfinished{};
@@ -177,7 +179,8 @@ std::string raster3DtoTri(Velum::BundlePtr& source, Velum::BundlePtr& target, st
     auto const triangles =
         Lumen::makeStrong<Velum::TriangleArray>(Velum::MultiIndex<1>(triangleCount), std::move(run.triangles));
     auto const surface = (*target)[time]->newGrid(surfaceName);
-    Velum::TriangularSurface::addVerticesAndConnectivity(*surface, vertices, triangles);
+    // Every index was counted from the rows' starts, below the vertex count.
+    Velum::TriangularSurface::addVerticesAndConnectivity(*surface, vertices, triangles, Velum::indicesInRange);
     return run.message;
 }
 

@@ -49,12 +49,17 @@ void countRows(SurfaceFragment const& fragment, VertexFlags const& flags, std::s
 // Turns shares into starts, counting on from `from`; returns the end.
 RowShare startsFrom(RowShare from, std::span<RowShare> rows);
 
+// Whether lists of that end are written past the caches: lists far beyond
+// what the caches hold go to memory anyway, and ordinary stores would first
+// read every line of them; smaller ones stay in the cache for their reader.
+bool listsPastCaches(RowShare end);
+
 // Writes every row at its start, the team sharing rows: the vertices of a row
 // in point order, then for each of its squares of four vertices, (i,j),
 // (i,j+1), (i+1,j+1) and (i,j), (i+1,j+1), (i+1,j). A list of rows laid one
 // after another in point order thus holds what a walk over the points makes.
 void fillRows(SurfaceFragment const& fragment, VertexFlags const& flags, std::span<RowShare const> starts,
-              Tensa::PhysicalSpace::point* vertices, Velum::Triangle* triangles);
+              Tensa::PhysicalSpace::point* vertices, Velum::Triangle* triangles, bool pastCaches);
 
 // Appends one fragment's vertices and triangles to the lists.
 void triangulateFragment(float const* height, unsigned char const* cellTypes, std::uint64_t nx, std::uint64_t ny,

@@ -27,9 +27,10 @@ class CreativeArrayBase;
 struct Uninitialised {};
 inline constexpr Uninitialised uninitialised{};
 
-// An allocator that default-initialises elements constructed without
-// arguments, so that arithmetic elements are not zeroed, and keeps large
-// blocks for reuse (see BlockCache.hpp).
+// An allocator that leaves elements constructed without arguments as they
+// come from the block, so that neither arithmetic elements nor records of
+// them with member initialisers (points, triangles) are zeroed, and keeps
+// large blocks for reuse (see BlockCache.hpp).
 template <class T>
 struct DefaultInitAllocator : std::allocator<T> {
     template <class U>
@@ -50,7 +51,13 @@ struct DefaultInitAllocator : std::allocator<T> {
 
     template <class U, class... Args>
     void construct(U* at, Args&&... args) {
-        if constexpr (sizeof...(Args) == 0) {
+        if constexpr (sizeof...(Args) == 0 && std::is_trivially_copyable_v<U> &&
+                      std::is_trivially_destructible_v<U>) {
+            // Such a type's objects begin to live with the block's storage:
+            // the caller writes every element, a zero-fill first would be a
+            // whole extra pass over a list of millions.
+            (void)at;
+        } else if constexpr (sizeof...(Args) == 0) {
             ::new (static_cast<void*>(at)) U;
         } else {
             ::new (static_cast<void*>(at)) U(std::forward<Args>(args)...);
@@ -71,7 +78,7 @@ public:
     explicit MemArray(MultiIndex<N> const& size, Lumen::WeakPtr<CreativeArrayBase> creator = {})
         : size_(size), values_(size.product(), T{}), creator_(std::move(creator)) {}
 
-    // Arithmetic elements left indeterminate: the caller writes every one.
+    // Elements of trivially copyable types left indeterminate: the caller writes every one.
     MemArray(MultiIndex<N> const& size, Uninitialised, Lumen::WeakPtr<CreativeArrayBase> creator = {})
         : size_(size), values_(size.product()), creator_(std::move(creator)) {}
 
@@ -81,7 +88,8 @@ public:
         values_.resize(size.product(), T{});
     }
 
-    // Takes the storage as it is (size.product() elements), without a copy.
+    // Takes the storage as it is (size.product() elements), without a copy;
+    // elements added to reach the size are left indeterminate.
     MemArray(MultiIndex<N> const& size, ArrayStorage<T>&& values) : size_(size), values_(std::move(values)) {
         values_.resize(size.product());
     }

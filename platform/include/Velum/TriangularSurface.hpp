@@ -26,6 +26,11 @@ private:
     Lumen::StrongPtr<TriangleArray> triangles_;
 };
 
+// Vouches that every index of a connectivity lies below its vertex count, as
+// it does by construction for a caller that numbered the vertices itself.
+struct IndicesInRange {};
+inline constexpr IndicesInRange indicesInRange{};
+
 // View of a grid as a surface of triangles: the vertices are the whole-field
 // "Positions" of its Cartesian representation, the triangles its base space.
 class TriangularSurface {
@@ -34,6 +39,10 @@ public:
     // array is missing or a triangle refers past the vertex list.
     static bool addVerticesAndConnectivity(Grid& grid, Lumen::StrongPtr<VertexArray> const& vertices,
                                            Lumen::StrongPtr<TriangleArray> const& connectivity);
+    // The same without reading every triangle again: for lists of millions
+    // built with their indices in range.
+    static bool addVerticesAndConnectivity(Grid& grid, Lumen::StrongPtr<VertexArray> const& vertices,
+                                           Lumen::StrongPtr<TriangleArray> const& connectivity, IndicesInRange);
 
     bool assign(Lumen::StrongPtr<Grid> const& grid);
     Lumen::StrongPtr<VertexArray> const& vertices() const { return vertices_; }
