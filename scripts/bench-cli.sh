@@ -104,9 +104,9 @@ report="bench/CLI.md"
   echo
   echo "\`scripts/bench-cli.sh\` on $(nproc) cores, $(date -u +%Y-%m-%d), GDAL $(gdal-config --version)."
   echo "Inputs are the demo's two surveys upsampled to tiled Float32 GeoTIFFs; rastrum runs with"
-  echo "its defaults (fragments of 256, 256 MB bands, every core, tiled output compressed with ZSTD"
-  echo "level 1 and horizontal differencing on GDAL's threads) and once with uncompressed output, as"
-  echo "gdaldem writes it;"
+  echo "its defaults (fragments of 256, 256 MB bands, every core with workers that sleep while they"
+  echo "wait, tiled output compressed with ZSTD level 1 and horizontal differencing, on GDAL's threads"
+  echo "except for the bilateral smooth) and once with uncompressed output, as gdaldem writes it;"
   echo "\`gdaldem\` and \`gdal_calc.py\` with theirs (default block cache). Measured with \`/usr/bin/time\`."
 } >"$report.tmp"
 

@@ -52,7 +52,7 @@ std::vector<float> heightRows(GDALRasterBandH band, std::uint32_t firstRow, std:
         bool const outOfRange = std::isfinite(value) && std::abs(value) > std::numeric_limits<float>::max();
         heights[i] = outOfRange ? std::numeric_limits<float>::quiet_NaN() : static_cast<float>(value);
         bool const inexact = integers && static_cast<double>(heights[i]) != value;
-        if (nodata[i] == 0 && (outOfRange || inexact)) {
+        if ((nodata.empty() || nodata[i] == 0) && (outOfRange || inexact)) {
             char text[32];
             *std::to_chars(text, text + sizeof text - 1, value).ptr = '\0'; // the shortest exact spelling
             throw InputError(what + " (" + GDALGetDataTypeName(type) + "): cell " + std::to_string(i % width) + ", " +
@@ -65,11 +65,18 @@ std::vector<float> heightRows(GDALRasterBandH band, std::uint32_t firstRow, std:
     return heights;
 }
 
-// 1 where GDAL's mask band of `band` marks a cell as nodata.
+// 1 where GDAL's mask band of `band` marks a cell as nodata; empty when no
+// cell but the NaN ones is, which are nodata anyway. A NaN nodata value masks
+// exactly the NaN cells, and GDAL would read the band a second time for it.
 std::vector<std::uint8_t> nodataOf(GDALRasterBandH band, std::uint32_t firstRow, std::uint32_t rows,
                                    std::string const& path) {
-    if (GDALGetMaskFlags(band) & GMF_ALL_VALID) {
-        return std::vector<std::uint8_t>(static_cast<std::size_t>(GDALGetRasterBandXSize(band)) * rows, 0);
+    int hasNodata = 0;
+    double const nodata = GDALGetRasterNoDataValue(band, &hasNodata);
+    auto const type = GDALGetRasterDataType(band);
+    bool const onlyNan = GDALGetMaskFlags(band) == GMF_NODATA && hasNodata != 0 && std::isnan(nodata) &&
+                         (type == GDT_Float32 || type == GDT_Float64);
+    if (onlyNan || (GDALGetMaskFlags(band) & GMF_ALL_VALID) != 0) {
+        return {};
     }
     auto valid = readRows<std::uint8_t>(GDALGetMaskBand(band), firstRow, rows, GDT_Byte, path + ": the nodata mask");
     for (auto& v : valid) {
@@ -175,7 +182,7 @@ HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) 
     }
     input.cellTypes = codes_ ? readRows<std::uint8_t>(GDALGetRasterBand(codes_.get(), 1), firstRow, rows, GDT_Byte,
                                                       "--cell-types " + options_.cellTypesPath)
-                             : std::vector<std::uint8_t>(nodata.size(), DataCell);
+                             : std::vector<std::uint8_t>(std::size_t{width_} * rows, DataCell);
     if (auto const odd = codes_ ? std::ranges::find_if(input.cellTypes,
                                                        [](std::uint8_t code) { return code > LastCellType; })
                                 : input.cellTypes.end();
@@ -189,8 +196,8 @@ HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) 
     T* const heights = input.heights.values.data();
     std::uint8_t const* const flags = nodata.data();
     std::uint8_t* const types = input.cellTypes.data();
-    std::size_t const cells = nodata.size();
-    for (std::size_t i = 0; i < cells; ++i) {
+    std::size_t const cells = input.cellTypes.size();
+    for (std::size_t i = 0; i < nodata.size(); ++i) {
         heights[i] = flags[i] != 0 ? std::numeric_limits<T>::quiet_NaN() : heights[i];
     }
     for (std::size_t i = 0; i < cells && !codes_; ++i) {
