@@ -70,7 +70,8 @@ rm -f "$work/big.ply" "$work/full.ply"
   echo
   echo "## Simplified surfaces of fuji.png (512², terrain-RGB) against @mapbox/martini"
   echo
-  echo "Ours, Release build: refinement plus extraction of vertices, normals and triangles in process"
+  echo "Ours, Release build: refinement plus extraction of vertices, normals and triangles in process,"
+  echo "the two halves either side of the middle column on two threads (Martini runs on one)"
   echo "(\`bench/mesh_timing.cpp\`, best of 7, the like-for-like figure), and the wall time of the whole"
   echo "\`rastrum mesh --terrain-rgb fuji.png out.ply --max-error E\` (process start, GDAL, reading the"
   echo "PNG, refining, writing the PLY), best of 3. Martini: tile build plus mesh extraction in Node on"

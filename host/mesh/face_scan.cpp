@@ -42,9 +42,9 @@ std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
 
 // The columns of row y inside the triangle or on its edges: for each edge,
 // twice the signed area it makes with a cell, linear in the column, must not
-// be negative. Clipped to the grid.
+// be negative. Clipped to the scanned columns.
 std::pair<std::int32_t, std::int32_t> span(ScanGrid const& grid, std::array<GridPoint, 3> const& c, std::int32_t y) {
-    std::int64_t from = 0, to = grid.columns - 1;
+    std::int64_t from = grid.scanFrom, to = grid.scanTo;
     for (std::size_t k = 0; k < 3; ++k) {
         GridPoint const a = c[k], b = c[(k + 1) % 3];
         std::int64_t const slope = a.y - b.y; // the signed area is slope * x + offset

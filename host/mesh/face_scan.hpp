@@ -18,6 +18,9 @@ struct ScanGrid {
     std::int32_t rows;
     bool northUp;
     GridPlacement placement;
+    // The columns the scans look at: a part refined on its own leaves out its seam.
+    std::int32_t scanFrom;
+    std::int32_t scanTo;
 
     std::size_t rowStart(std::int32_t y) const {
         return static_cast<std::size_t>(northUp ? rows - 1 - y : y) * static_cast<std::size_t>(columns);

@@ -4,13 +4,16 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <exception>
 #include <limits>
 #include <queue>
+#include <thread>
 #include <vector>
 
 #include "core/errors.hpp"
 #include "mesh/face_scan.hpp"
 #include "mesh/grid_triangulation.hpp"
+#include "mesh/outline.hpp"
 #include "mesh/surface_input.hpp"
 #include "tiling/tiled_grid.hpp"
 
@@ -25,11 +28,105 @@ struct Candidate {
     bool operator<(Candidate const& other) const { return error < other.error; }
 };
 
+// The faces of the parts refined on their own, over vertices numbered once:
+// a seam cell both parts hold is one vertex.
+struct JoinedSurface {
+    JoinedSurface(ScanGrid const& scanned, std::int32_t column)
+        : grid(scanned), seam(column), seamNumbers(static_cast<std::size_t>(scanned.rows), GridTriangulation::None) {}
+
+    ScanGrid const& grid;
+    std::int32_t seam; // the shared column, or -1
+    std::vector<MeshPoint> positions;
+    std::vector<std::array<std::uint32_t, 3>> triangles;
+    std::vector<std::uint32_t> seamNumbers;
+
+    std::uint32_t number(GridPoint c) {
+        std::uint32_t none = GridTriangulation::None;
+        std::uint32_t& known = c.x == seam ? seamNumbers[static_cast<std::size_t>(c.y)] : none;
+        if (known == GridTriangulation::None) {
+            auto const& placement = grid.placement;
+            known = static_cast<std::uint32_t>(positions.size());
+            positions.push_back({placement.origin[0] + static_cast<double>(c.x) * placement.spacing[0],
+                                 placement.origin[1] + static_cast<double>(c.y) * placement.spacing[1], grid.height(c)});
+        }
+        return known;
+    }
+
+    SurfaceCounts emit(MeshSink& sink) const {
+        std::vector<MeshPoint> normals(positions.size(), {0.0, 0.0, 0.0});
+        for (auto const& [a, b, c] : triangles) {
+            MeshPoint const n = areaNormal(positions[a], positions[b], positions[c]);
+            for (auto const v : {a, b, c}) {
+                addTo(normals[v], n);
+            }
+        }
+        for (std::size_t v = 0; v < positions.size(); ++v) {
+            sink.vertex(positions[v], unitNormal(normals[v]));
+        }
+        for (auto const& [a, b, c] : triangles) {
+            sink.triangle(a, b, c); // counter-clockwise in grid coordinates, whose axes point east and north
+        }
+        return {positions.size(), triangles.size()};
+    }
+};
+
 class Refiner {
 public:
-    Refiner(HeightInput const& input, double maxError)
-        : input_(input), grid_(gridOf(input)), maxError_(maxError), triangulation_(hull()) {}
+    // Refines the part of the grid inside the convex polygon `hull` whose
+    // columns the grid's scans look at; seam cells lie on its outline and are
+    // corners of the result, not cells to scan.
+    Refiner(ScanGrid const& grid, double maxError, std::vector<GridPoint> const& hull,
+            std::vector<GridPoint> const& seam)
+        : grid_(grid), maxError_(maxError), triangulation_(hull) {
+        std::vector<std::uint32_t> changed;
+        for (GridPoint p : seam) {
+            triangulation_.insert(p, outlineFace(p), changed);
+        }
+        // A coarse lattice of data cells first: refinement would otherwise scan
+        // the large faces it starts from again and again.
+        std::uint32_t face = 0;
+        for (std::int32_t y = SeedSpacing / 2; y < grid_.rows; y += SeedSpacing) {
+            for (std::int32_t x = grid_.scanFrom + SeedSpacing / 2; x < grid_.scanTo; x += SeedSpacing) {
+                std::uint32_t const t = locate({x, y}, face);
+                if (t == GridTriangulation::None || !grid_.isData({x, y})) {
+                    continue;
+                }
+                auto const corners = cornersOf(t);
+                if (std::ranges::find(corners, GridPoint{x, y}) == corners.end()) {
+                    changed.clear();
+                    inserted_.push_back(triangulation_.vertices());
+                    triangulation_.insert({x, y}, t, changed);
+                    face = changed.front();
+                }
+            }
+        }
+    }
 
+    void simplify() {
+        refine();
+        decimate(); // some two fifths fewer triangles than refinement alone
+    }
+
+    // Adds the surviving faces off holes to the joined surface.
+    void addTo(JoinedSurface& joined) const {
+        std::vector<std::uint32_t> numbers(triangulation_.vertices(), GridTriangulation::None);
+        for (std::uint32_t t = 0; t < triangulation_.triangles(); ++t) {
+            if (!triangulation_.alive(t) || state_[t].coversHole) {
+                continue;
+            }
+            std::array<std::uint32_t, 3> triangle{};
+            for (std::uint32_t k = 0; k < 3; ++k) {
+                std::uint32_t const v = triangulation_.corner(3 * t + k);
+                if (numbers[v] == GridTriangulation::None) {
+                    numbers[v] = joined.number(triangulation_.point(v));
+                }
+                triangle[k] = numbers[v];
+            }
+            joined.triangles.push_back(triangle);
+        }
+    }
+
+private:
     // Greedy refinement: the data cell farthest from its face's plane goes in
     // next, until every face is close enough and off holes.
     void refine() {
@@ -76,95 +173,42 @@ public:
         }
     }
 
-    SurfaceCounts emit(MeshSink& sink) const {
-        std::vector<std::uint32_t> numbers(triangulation_.vertices(), GridTriangulation::None);
-        std::vector<MeshPoint> positions;
-        std::vector<std::array<std::uint32_t, 3>> triangles;
-        for (std::uint32_t t = 0; t < triangulation_.triangles(); ++t) {
-            if (!triangulation_.alive(t) || state_[t].coversHole) {
-                continue;
-            }
-            std::array<std::uint32_t, 3> triangle{};
-            for (std::uint32_t k = 0; k < 3; ++k) {
-                std::uint32_t const v = triangulation_.corner(3 * t + k);
-                if (numbers[v] == GridTriangulation::None) {
-                    numbers[v] = static_cast<std::uint32_t>(positions.size());
-                    positions.push_back(worldOf(triangulation_.point(v)));
-                }
-                triangle[k] = numbers[v];
-            }
-            triangles.push_back(triangle);
-        }
-        std::vector<MeshPoint> normals(positions.size(), {0.0, 0.0, 0.0});
-        for (auto const& [a, b, c] : triangles) {
-            MeshPoint const n = areaNormal(positions[a], positions[b], positions[c]);
-            for (auto const v : {a, b, c}) {
-                addTo(normals[v], n);
-            }
-        }
-        for (std::size_t v = 0; v < positions.size(); ++v) {
-            sink.vertex(positions[v], unitNormal(normals[v]));
-        }
-        for (auto const& [a, b, c] : triangles) {
-            sink.triangle(a, b, c); // counter-clockwise in grid coordinates, whose axes point east and north
-        }
-        return {positions.size(), triangles.size()};
-    }
-
-private:
     struct FaceState {
         GridPoint worst{};
         bool coversHole = false;
         std::uint32_t stamp = 0; // which scan the face's queue entry belongs to
     };
 
-    static ScanGrid gridOf(HeightInput const& input) {
-        GridPlacement const placement = placementOf(input.georef, input.heights.height, input.source);
-        return {input.heights.values.data(), input.cellTypes.data(), static_cast<std::int32_t>(input.heights.width),
-                static_cast<std::int32_t>(input.heights.height), placement.northUp, placement};
+    static constexpr std::int32_t SeedSpacing = 16;
+
+    // The face that holds p, walking there from face t; None when p lies off the hull.
+    std::uint32_t locate(GridPoint p, std::uint32_t t) const {
+        for (std::uint32_t k = 0; k < 3;) {
+            std::uint32_t const h = 3 * t + k;
+            if (orientation(triangulation_.point(triangulation_.corner(h)),
+                            triangulation_.point(triangulation_.corner(GridTriangulation::next(h))), p) >= 0) {
+                ++k;
+                continue;
+            }
+            if (triangulation_.twin(h) == GridTriangulation::None) {
+                return GridTriangulation::None;
+            }
+            t = triangulation_.twin(h) / 3;
+            k = 0;
+        }
+        return t;
     }
 
-    MeshPoint worldOf(GridPoint c) const {
-        auto const& placement = grid_.placement;
-        return {placement.origin[0] + static_cast<double>(c.x) * placement.spacing[0],
-                placement.origin[1] + static_cast<double>(c.y) * placement.spacing[1], grid_.height(c)};
-    }
-
-    // The corners of the convex hull of the data cells, counter-clockwise
-    // (the monotone chain over each row's westernmost and easternmost data cell).
-    std::vector<GridPoint> hull() const {
-        std::vector<GridPoint> ends;
-        for (std::int32_t y = 0; y < grid_.rows; ++y) {
-            std::int32_t west = 0;
-            while (west < grid_.columns && !grid_.isData({west, y})) {
-                ++west;
-            }
-            std::int32_t east = grid_.columns - 1;
-            while (east > west && !grid_.isData({east, y})) {
-                --east;
-            }
-            if (west < grid_.columns) {
-                ends.push_back({west, y});
-                ends.push_back({east, y});
+    // The face whose outline edge holds p.
+    std::uint32_t outlineFace(GridPoint p) const {
+        for (std::uint32_t h = 0;; ++h) {
+            GridPoint const a = triangulation_.point(triangulation_.corner(h));
+            GridPoint const b = triangulation_.point(triangulation_.corner(GridTriangulation::next(h)));
+            if (triangulation_.twin(h) == GridTriangulation::None && orientation(a, b, p) == 0 &&
+                std::min(a.y, b.y) < p.y && p.y < std::max(a.y, b.y)) {
+                return h / 3;
             }
         }
-        std::ranges::sort(ends, [](GridPoint a, GridPoint b) { return a.x != b.x ? a.x < b.x : a.y < b.y; });
-        std::vector<GridPoint> corners;
-        for (int pass = 0; pass < 2; ++pass) {
-            std::size_t const start = corners.size();
-            for (GridPoint p : ends) {
-                while (corners.size() >= start + 2 && orientation(corners[corners.size() - 2], corners.back(), p) <= 0) {
-                    corners.pop_back();
-                }
-                corners.push_back(p);
-            }
-            corners.pop_back(); // the first point of the other chain
-            std::ranges::reverse(ends);
-        }
-        if (corners.size() < 3) {
-            throw InputError(input_.source + ": the data cells span no area to make a surface of");
-        }
-        return corners;
     }
 
     std::array<GridPoint, 3> cornersOf(std::uint32_t t) const {
@@ -217,7 +261,6 @@ private:
         return true;
     }
 
-    HeightInput const& input_;
     ScanGrid grid_;
     double maxError_;
     GridTriangulation triangulation_;
@@ -227,14 +270,72 @@ private:
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
+// Simplifies both parts at once, the second on a thread of its own.
+void simplifyBoth(Refiner& first, Refiner& second) {
+    std::exception_ptr failure;
+    std::thread other([&] {
+        try {
+            second.simplify();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    });
+    try {
+        first.simplify();
+    } catch (...) {
+        other.join();
+        throw;
+    }
+    other.join();
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+bool allData(ScanGrid const& grid, std::int32_t column) {
+    for (std::int32_t y = 0; y < grid.rows; ++y) {
+        if (!grid.isData({column, y})) {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError, MeshSink& sink) {
     requireMeshableHeights(input);
-    Refiner refiner(input, maxError);
-    refiner.refine();
-    refiner.decimate(); // some two fifths fewer triangles than refinement alone
-    return refiner.emit(sink);
+    GridPlacement const placement = placementOf(input.georef, input.heights.height, input.source);
+    auto const columns = static_cast<std::int32_t>(input.heights.width);
+    ScanGrid const grid{input.heights.values.data(), input.cellTypes.data(), columns,
+                        static_cast<std::int32_t>(input.heights.height), placement.northUp, placement, 0, columns - 1};
+    // Two halves refined at once along the middle column, when it is all data:
+    // its profile, simplified first, gives both halves the same corners there.
+    std::int32_t const seam = columns / 2;
+    if (columns >= 16 && allData(grid, seam)) {
+        auto const west = hullCorners(grid, 0, seam), east = hullCorners(grid, seam, columns - 1);
+        if (west.size() >= 3 && east.size() >= 3) {
+            auto const corners = seamCorners(grid, seam, maxError);
+            ScanGrid westGrid = grid, eastGrid = grid;
+            westGrid.scanTo = seam - 1;
+            eastGrid.scanFrom = seam + 1;
+            Refiner westPart(westGrid, maxError, west, corners), eastPart(eastGrid, maxError, east, corners);
+            simplifyBoth(westPart, eastPart);
+            JoinedSurface joined(grid, seam);
+            westPart.addTo(joined);
+            eastPart.addTo(joined);
+            return joined.emit(sink);
+        }
+    }
+    auto const hull = hullCorners(grid, 0, columns - 1);
+    if (hull.size() < 3) {
+        throw InputError(input.source + ": the data cells span no area to make a surface of");
+    }
+    Refiner whole(grid, maxError, hull, {});
+    whole.simplify();
+    JoinedSurface joined(grid, -1);
+    whole.addTo(joined);
+    return joined.emit(sink);
 }
 
 } // namespace rastrum_host

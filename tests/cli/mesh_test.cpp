@@ -175,6 +175,14 @@ TEST(MeshSimplified, StaysWithinTheErrorOffHolesAndOnTheOutline) {
                   std::ranges::count(raster.values, Nodata));
         if (!holes) {
             EXPECT_DOUBLE_EQ(covered, 39.0 * 2.0 * 29.0 * 2.0);
+            // One disc, no vertex inside another face's edge (where parts refined apart meet): Euler's count.
+            std::set<std::pair<std::uint32_t, std::uint32_t>> edges;
+            for (auto const& t : mesh.triangles) {
+                for (std::size_t k = 0; k < 3; ++k) {
+                    edges.insert(std::minmax(t[k], t[(k + 1) % 3]));
+                }
+            }
+            EXPECT_EQ(mesh.vertices.size() + mesh.triangles.size(), edges.size() + 1);
         }
         ASSERT_EQ(rastrum({"mesh", folder / "dem.tif", folder / "s.glb", "--max-error", holes ? "2" : "4", "--overwrite",
                            "-q"}).status, 0);
