@@ -165,8 +165,11 @@ TYPED_TEST(SmoothingFilters, MatchTheReferenceOnRandomDataWithHoles) {
             }
         }
         Rastrum::FragmentShape const s{shape.nx, shape.ny, shape.nz};
-        double const sigmaRange = std::is_same_v<T, int> ? 4e5 : 0.3 * spread;
+        double const wide = std::is_same_v<T, int> ? 4e5 : 0.3 * spread;
         for (unsigned window : {3u, 5u, 7u, 31u}) {
+            // At windows 5 and 31 a narrow σ range takes range weights from 1
+            // down to where the exponential underflows to zero.
+            double const sigmaRange = window == 5 || window == 31 ? wide / 30 : wide;
             auto const expectedBilateral = reference::bilateral(f, window, 1.3, sigmaRange);
             auto const expectedGaussian = reference::gaussian(f, window, 1.3);
             testing_support::forEachInstructionSet([&](std::string const& set) {
@@ -237,31 +240,5 @@ TYPED_TEST(SmoothingFilters, TheExportedFunctionSmoothsEveryFragmentLikeTheRefer
                     << "window " << window << (gaussianOnly ? ", Gaussian" : ", bilateral") << ", point " << p;
             }
         }
-    }
-}
-
-// Terraces with steps from 0.5 to 270 m put range weights anywhere from 1 down
-// to where the exponential underflows to zero, and excluded cells among them.
-TEST(BilateralSmoothing, SteepTerrainStaysWithinTheToleranceAtEveryWindow) {
-    reference::Fragment<float> f{{}, {}, 150, 40, 1};
-    double const steps[] = {0.5, 5.0, 40.0, 90.0};
-    for (std::uint64_t p = 0; p < f.nx * f.ny; ++p) {
-        auto const i = static_cast<double>(p % f.nx);
-        auto const j = static_cast<double>(p / f.nx);
-        double const terrace = steps[p % f.nx / 9 % 4] * std::floor(i / 9) + 25.0 * std::floor(j / 11);
-        f.values.push_back(static_cast<float>(20.0 + terrace + 1.5 * std::sin(0.9 * i + 1.7 * j)));
-        f.codes.push_back(p % 23 == 5 ? 2 : 0);
-    }
-    for (unsigned window : {5u, 31u}) {
-        auto const expected = reference::bilateral(f, window, 5.0, 2.0);
-        testing_support::forEachInstructionSet([&](std::string const& set) {
-            std::vector<float> got(f.values.size());
-            Rastrum::bilateralFilter(f.values.data(), f.codes.data(), Rastrum::FragmentShape{f.nx, f.ny, f.nz}, window,
-                                     5.0, 2.0, tables.HOLE_CELL_TYPES, got.data());
-            for (std::size_t p = 0; p < got.size(); ++p) {
-                EXPECT_NEAR(got[p], expected[p], 1e-6 * std::abs(expected[p]))
-                    << set << ", window " << window << ", point " << p;
-            }
-        });
     }
 }
