@@ -93,7 +93,7 @@ table() { # SIZE FIRST_ROW: the rows from FIRST_ROW on, as Markdown
     esac
     ratio=$(awk -v a="$wall" -v b="$peer" 'BEGIN { printf "%.2f", a / b }')
     mem=$([ "$mb" -le "$limit" ] && echo yes || echo "no")
-    fast=$(awk -v r="$ratio" 'BEGIN { print (r <= 1.0 ? "yes" : "no") }')
+    fast=$(awk -v a="$wall" -v b="$peer" 'BEGIN { print (a <= b ? "yes" : "no") }') # unrounded
     echo "| $name | $wall | $user | $sys | $share | $mb | $ratio against $against | $mem | $fast |"
   done
 }
