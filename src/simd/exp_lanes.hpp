@@ -53,13 +53,33 @@ inline void expLanes(Lanes<2>::Doubles& x) { x = _ZGVbN2v_exp(x); }
     x = _mm512_maskz_scalef_pd(0xff, _mm512_mul_pd(p, power), _mm512_mul_pd(k, _mm512_set1_pd(1.0 / 16)));
 }
 
-// values[i] = exp(values[i]) for i < count, count a multiple of W.
+// Whether every lane is at most `bound` (and none is NaN).
+inline bool allAtMost(Lanes<2>::Doubles const& x, double bound) {
+    return _mm_movemask_pd(_mm_cmple_pd(x, _mm_set1_pd(bound))) == 0x3;
+}
+[[gnu::target("avx2")]] inline bool allAtMost(Lanes<4>::Doubles const& x, double bound) {
+    return _mm256_movemask_pd(_mm256_cmp_pd(x, _mm256_set1_pd(bound), _CMP_LE_OQ)) == 0xf;
+}
+[[gnu::target("avx512f")]] inline bool allAtMost(Lanes<8>::Doubles const& x, double bound) {
+    return _mm512_cmp_pd_mask(x, _mm512_set1_pd(bound), _CMP_LE_OQ) == 0xff;
+}
+
+// values[i] = exp(values[i]) for i < count, count a multiple of W. Below
+// -746 the exponential is +0 in double (every form above gives exactly 0
+// there), so a vector of such lanes is written as zeros without it: on
+// steep terrain far pairs weigh nothing, and their underflow would cost the
+// processor a slow assist.
 template <int W>
 [[gnu::always_inline]] inline void expInPlace(double* values, std::size_t count) {
+    constexpr double UNDERFLOWS = -746.0;
     for (std::size_t i = 0; i < count; i += W) {
         typename Lanes<W>::Doubles x;
         load(x, values + i);
-        expLanes(x);
+        if (allAtMost(x, UNDERFLOWS)) {
+            x = typename Lanes<W>::Doubles{};
+        } else {
+            expLanes(x);
+        }
         store(values + i, x);
     }
 }
