@@ -1,9 +1,23 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <string_view>
 
 #include "cli.hpp"
 #include "io/staging_folder.hpp"
+
+namespace {
+
+// Whether the command may run a compute team: not for help, the version or info.
+bool computes(int argc, char** argv) {
+    if (argc < 2) {
+        return false;
+    }
+    std::string_view const first = argv[1];
+    return first != "info" && first != "--version" && first != "--help" && first != "-h";
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     // The compute team shares the cores with GDAL's reading, writing and compression threads.
@@ -12,7 +26,8 @@ int main(int argc, char** argv) {
     // Gaussian 10.0 s -> 7.6 s), so they sleep instead unless the user chose otherwise. OpenMP
     // reads the policy once, before main, from an environment the C library sets up before
     // that: the process starts again with it set (about 40 ms), or on as it is if it cannot.
-    if (std::getenv("OMP_WAIT_POLICY") == nullptr && setenv("OMP_WAIT_POLICY", "passive", 1) == 0) {
+    if (computes(argc, argv) && std::getenv("OMP_WAIT_POLICY") == nullptr &&
+        setenv("OMP_WAIT_POLICY", "passive", 1) == 0) {
         execv("/proc/self/exe", argv);
     }
     rastrum_host::removeStagingOnSignals();
