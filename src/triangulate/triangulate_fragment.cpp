@@ -42,6 +42,10 @@ VertexFlags vertexFlags(CellTypeTable const& hole) {
 
 void countRows(SurfaceFragment const& fragment, VertexFlags const& flags, std::span<RowShare> rows) {
     auto const nx = fragment.nx;
+    if (nx == 0) {
+        std::ranges::fill(rows, RowShare{}); // the rows come unwritten from the kept blocks
+        return;
+    }
     shareRows(fragment, [&](std::uint64_t row, bool hasNext) {
         unsigned char const* here = fragment.cellTypes + row * nx;
         std::uint64_t vertices = 0;
