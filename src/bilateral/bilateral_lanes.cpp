@@ -194,9 +194,9 @@ private:
             // Pairs with a cell outside the fragment take exp(0) first: the
             // difference to the padding's zeros would underflow, and an
             // underflowing exponential costs the processor a slow assist.
-            fillOutside(out, x0 - reach, count, o.di, 0.0);
+            zeroOutside(out, x0 - reach, count, o.di);
             simd::expInPlace<W>(out, static_cast<std::size_t>(count));
-            fillOutside(out, x0 - reach, count, o.di, 0.0);
+            zeroOutside(out, x0 - reach, count, o.di);
         }
         if (k == 0) {
             centreWeights(weights(k, j, forwardCount_) + from, values(centre) + from, count,
@@ -233,18 +233,18 @@ private:
         }
     }
 
-    // Sets the entries of pairs with a cell outside the fragment, which weigh
-    // 0 so that the sums skip them: weights[b] pairs column x + b with column
-    // x + b + di.
-    void fillOutside(double* weights, std::int64_t x, std::int64_t count, std::int64_t di, double value) const {
+    // Zeroes the entries of pairs with a cell outside the fragment (an
+    // exponent, or a weight so that the sums skip them): weights[b] pairs
+    // column x + b with column x + b + di.
+    void zeroOutside(double* weights, std::int64_t x, std::int64_t count, std::int64_t di) const {
         auto const outside = [&](std::int64_t b) {
             return std::min(x + b, x + b + di) < 0 || std::max(x + b, x + b + di) >= f_.nx;
         };
         for (std::int64_t b = 0; b < count && outside(b); ++b) {
-            weights[b] = value;
+            weights[b] = 0.0;
         }
         for (std::int64_t b = count - 1; b >= 0 && outside(b); --b) {
-            weights[b] = value;
+            weights[b] = 0.0;
         }
     }
 
