@@ -69,15 +69,15 @@ bool GridTriangulation::flipIfIllegal(std::uint32_t h, std::uint32_t& t0, std::u
 }
 
 void GridTriangulation::legalize(std::uint32_t h, std::vector<std::uint32_t>& changed) {
-    std::vector<std::uint32_t> pending{h};
-    while (!pending.empty()) {
-        std::uint32_t const e = pending.back();
-        pending.pop_back();
+    pending_.assign(1, h);
+    while (!pending_.empty()) {
+        std::uint32_t const e = pending_.back();
+        pending_.pop_back();
         std::uint32_t t0 = 0, t1 = 0;
         if (flipIfIllegal(e, t0, t1)) {
             // Both new triangles hold the inserted point; their far edges may now be illegal.
             changed.push_back(t0), changed.push_back(t1);
-            pending.push_back(3 * t0 + 1), pending.push_back(3 * t1 + 2);
+            pending_.push_back(3 * t0 + 1), pending_.push_back(3 * t1 + 2);
         }
     }
 }

@@ -69,6 +69,7 @@ private:
     std::vector<std::uint32_t> corners_;
     std::vector<std::uint32_t> twins_;
     std::vector<std::uint32_t> edgeOf_; // after indexVertices(): a half-edge leaving each vertex
+    std::vector<std::uint32_t> pending_; // legalize's edges still to check, kept between calls
 };
 
 } // namespace rastrum_host

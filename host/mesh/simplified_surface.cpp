@@ -7,7 +7,7 @@
 #include <exception>
 #include <limits>
 #include <queue>
-#include <thread>
+#include <future>
 #include <vector>
 
 #include "core/errors.hpp"
@@ -78,13 +78,17 @@ public:
     Refiner(ScanGrid const& grid, double maxError, std::vector<GridPoint> const& hull,
             std::vector<GridPoint> const& seam)
         : grid_(grid), maxError_(maxError), triangulation_(hull) {
+        // Seam corners lie on the outline, south to north: each walk from the
+        // last one's face is short.
         std::vector<std::uint32_t> changed;
+        std::uint32_t face = 0;
         for (GridPoint p : seam) {
-            triangulation_.insert(p, outlineFace(p), changed);
+            changed.clear();
+            triangulation_.insert(p, locate(p, face), changed);
+            face = changed.front();
         }
         // A coarse lattice of data cells first: refinement would otherwise scan
         // the large faces it starts from again and again.
-        std::uint32_t face = 0;
         for (std::int32_t y = SeedSpacing / 2; y < grid_.rows; y += SeedSpacing) {
             for (std::int32_t x = grid_.scanFrom + SeedSpacing / 2; x < grid_.scanTo; x += SeedSpacing) {
                 std::uint32_t const t = locate({x, y}, face);
@@ -199,18 +203,6 @@ private:
         return t;
     }
 
-    // The face whose outline edge holds p.
-    std::uint32_t outlineFace(GridPoint p) const {
-        for (std::uint32_t h = 0;; ++h) {
-            GridPoint const a = triangulation_.point(triangulation_.corner(h));
-            GridPoint const b = triangulation_.point(triangulation_.corner(GridTriangulation::next(h)));
-            if (triangulation_.twin(h) == GridTriangulation::None && orientation(a, b, p) == 0 &&
-                std::min(a.y, b.y) < p.y && p.y < std::max(a.y, b.y)) {
-                return h / 3;
-            }
-        }
-    }
-
     std::array<GridPoint, 3> cornersOf(std::uint32_t t) const {
         return {triangulation_.point(triangulation_.corner(3 * t)), triangulation_.point(triangulation_.corner(3 * t + 1)),
                 triangulation_.point(triangulation_.corner(3 * t + 2))};
@@ -272,24 +264,9 @@ private:
 
 // Simplifies both parts at once, the second on a thread of its own.
 void simplifyBoth(Refiner& first, Refiner& second) {
-    std::exception_ptr failure;
-    std::thread other([&] {
-        try {
-            second.simplify();
-        } catch (...) {
-            failure = std::current_exception();
-        }
-    });
-    try {
-        first.simplify();
-    } catch (...) {
-        other.join();
-        throw;
-    }
-    other.join();
-    if (failure) {
-        std::rethrow_exception(failure);
-    }
+    auto other = std::async(std::launch::async, [&] { second.simplify(); });
+    first.simplify(); // should it throw, the future waits for the other part as it goes
+    other.get();
 }
 
 bool allData(ScanGrid const& grid, std::int32_t column) {
