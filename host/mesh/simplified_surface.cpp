@@ -284,8 +284,9 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
     requireMeshableHeights(input);
     GridPlacement const placement = placementOf(input.georef, input.heights.height, input.source);
     auto const columns = static_cast<std::int32_t>(input.heights.width);
-    ScanGrid const grid{input.heights.values.data(), input.cellTypes.data(), columns,
-                        static_cast<std::int32_t>(input.heights.height), placement.northUp, placement, 0, columns - 1};
+    auto const rows = static_cast<std::int32_t>(input.heights.height);
+    CellBlocks const blocks(input.heights.values.data(), input.cellTypes.data(), columns, rows, placement.northUp);
+    ScanGrid const grid{blocks.cells(), blocks.rowOfBlocks(), columns, rows, placement, 0, columns - 1};
     // Two halves refined at once along the middle column, when it is all data:
     // its profile, simplified first, gives both halves the same corners there.
     std::int32_t const seam = columns / 2;
