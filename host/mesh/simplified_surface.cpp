@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <exception>
@@ -20,13 +21,14 @@
 namespace rastrum_host {
 namespace {
 
-// A queue entry, small for the heap's sake; stale once its face is scanned anew.
-struct Candidate {
-    double error; // infinite for a face that covers a hole
-    std::uint32_t face;
-    std::uint32_t stamp;
-    bool operator<(Candidate const& other) const { return error < other.error; }
-};
+// A queue entry: the face's error rounded to float, whose bits order as the
+// numbers do, over the face; stale once the face is scanned anew to another.
+using Candidate = std::uint64_t;
+constexpr Candidate NoCandidate = std::numeric_limits<Candidate>::max(); // what no error rounds to
+
+Candidate candidateOf(double error, std::uint32_t face) {
+    return std::uint64_t{std::bit_cast<std::uint32_t>(static_cast<float>(error))} << 32 | face;
+}
 
 // The faces of the parts refined on their own, over vertices numbered once:
 // a seam cell both parts hold is one vertex.
@@ -141,12 +143,13 @@ private:
         while (!queue_.empty()) {
             Candidate const worst = queue_.top();
             queue_.pop();
-            if (state_[worst.face].stamp != worst.stamp) {
+            auto const face = static_cast<std::uint32_t>(worst);
+            if (state_[face].queued != worst) {
                 continue; // the face changed since
             }
             changed.clear();
             inserted_.push_back(triangulation_.vertices());
-            triangulation_.insert(state_[worst.face].worst, worst.face, changed);
+            triangulation_.insert(state_[face].worst, face, changed);
             std::ranges::sort(changed);
             auto const [end, last] = std::ranges::unique(changed);
             changed.erase(end, last);
@@ -180,7 +183,7 @@ private:
     struct FaceState {
         GridPoint worst{};
         bool coversHole = false;
-        std::uint32_t stamp = 0; // which scan the face's queue entry belongs to
+        Candidate queued = NoCandidate; // the face's entry in the queue
     };
 
     static constexpr std::int32_t SeedSpacing = 16;
@@ -216,9 +219,10 @@ private:
         }
         FaceFinding const found = worstCell(grid_, cornersOf(t), maxError_);
         FaceState& state = state_[t];
-        state = {found.worst, found.coversHole, ++stamps_};
+        state = {found.worst, found.coversHole, NoCandidate};
         if (found.error >= 0.0 && (found.coversHole || found.error > found.threshold)) {
-            queue_.push({found.coversHole ? std::numeric_limits<double>::infinity() : found.error, t, stamps_});
+            state.queued = candidateOf(found.coversHole ? std::numeric_limits<double>::infinity() : found.error, t);
+            queue_.push(state.queued);
         }
     }
 
@@ -258,7 +262,6 @@ private:
     GridTriangulation triangulation_;
     std::vector<FaceState> state_;
     std::priority_queue<Candidate> queue_;
-    std::uint32_t stamps_ = 0;
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
