@@ -124,10 +124,10 @@ FaceFinding worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& c, d
     return found;
 }
 
-bool cellWithinError(ScanGrid const& grid, std::array<GridPoint, 3> const& c, GridPoint cell, double maxError) {
+double cellExcess(ScanGrid const& grid, std::array<GridPoint, 3> const& c, GridPoint cell, double maxError) {
     Plane const plane = planeOf(grid, c, maxError);
     double const base = plane.h0 + plane.slopeY * (cell.y - c[0].y);
-    return std::abs(grid.height(cell) - (base + plane.slopeX * (cell.x - c[0].x))) <= plane.threshold;
+    return std::abs(grid.height(cell) - (base + plane.slopeX * (cell.x - c[0].x))) - plane.threshold;
 }
 
 bool withinError(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {

@@ -62,8 +62,9 @@ struct FaceFinding {
 
 // Scans the cells inside the counter-clockwise triangle or on its edges.
 FaceFinding worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& corners, double maxError);
-// Whether a data cell of the triangle is within the error of its plane, as the scans find it.
-bool cellWithinError(ScanGrid const& grid, std::array<GridPoint, 3> const& corners, GridPoint cell, double maxError);
+// By how much a data cell of the triangle misses the error bound of its
+// plane, as the scans find it: not positive when it is within.
+double cellExcess(ScanGrid const& grid, std::array<GridPoint, 3> const& corners, GridPoint cell, double maxError);
 // Whether every cell of the triangle is data within the error of its plane.
 bool withinError(ScanGrid const& grid, std::array<GridPoint, 3> const& corners, double maxError);
 

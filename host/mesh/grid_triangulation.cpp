@@ -5,11 +5,6 @@
 
 namespace rastrum_host {
 
-std::int64_t orientation(GridPoint a, GridPoint b, GridPoint c) {
-    return (static_cast<std::int64_t>(b.x) - a.x) * (static_cast<std::int64_t>(c.y) - a.y) -
-           (static_cast<std::int64_t>(b.y) - a.y) * (static_cast<std::int64_t>(c.x) - a.x);
-}
-
 namespace {
 
 template <typename Wide>
