@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <exception>
 #include <limits>
-#include <queue>
 #include <future>
 #include <vector>
 
@@ -29,6 +28,34 @@ constexpr Candidate NoCandidate = std::numeric_limits<Candidate>::max(); // what
 Candidate candidateOf(double error, std::uint32_t face) {
     return std::uint64_t{std::bit_cast<std::uint32_t>(static_cast<float>(error))} << 32 | face;
 }
+
+// Candidates by octave of their error, the largest octave first and the
+// latest candidate first within one: close to worst first, and the faces
+// an insertion just made, which lie side by side, come next while their
+// cells are still cached.
+class OctaveQueue {
+public:
+    bool empty() {
+        while (top_ > 0 && octaves_[top_].empty()) {
+            --top_;
+        }
+        return octaves_[top_].empty();
+    }
+    Candidate pop() {
+        Candidate const c = octaves_[top_].back();
+        octaves_[top_].pop_back();
+        return c;
+    }
+    void push(Candidate c) {
+        std::size_t const octave = c >> 55; // the float's exponent
+        octaves_[octave].push_back(c);
+        top_ = std::max(top_, octave);
+    }
+
+private:
+    std::array<std::vector<Candidate>, 256> octaves_;
+    std::size_t top_ = 0;
+};
 
 // The faces of the parts refined on their own, over vertices numbered once:
 // a seam cell both parts hold is one vertex.
@@ -133,16 +160,16 @@ public:
     }
 
 private:
-    // Greedy refinement: the data cell farthest from its face's plane goes in
-    // next, until every face is close enough and off holes.
+    // Greedy refinement: the data cell farthest from its face's plane, among
+    // the faces whose error is of the largest octave, goes in next, until
+    // every face is close enough and off holes.
     void refine() {
         for (std::uint32_t t = 0; t < triangulation_.triangles(); ++t) {
             scan(t);
         }
         std::vector<std::uint32_t> changed;
         while (!queue_.empty()) {
-            Candidate const worst = queue_.top();
-            queue_.pop();
+            Candidate const worst = queue_.pop();
             auto const face = static_cast<std::uint32_t>(worst);
             if (state_[face].queued != worst) {
                 continue; // the face changed since
@@ -282,7 +309,7 @@ private:
     double maxError_;
     GridTriangulation triangulation_;
     std::vector<FaceState> state_;
-    std::priority_queue<Candidate> queue_;
+    OctaveQueue queue_;
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 

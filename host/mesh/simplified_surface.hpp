@@ -9,8 +9,9 @@ namespace rastrum_host {
 // An adaptive surface whose vertical distance to every data cell is at most
 // maxError (height units): greedy Delaunay refinement, which starts from the
 // convex hull of the data cells and a coarse lattice of them and inserts the
-// cell farthest from its triangle until every cell is close enough, then
-// moves each inserted or lattice vertex onto a neighbour where the bound allows. A triangle that covers a hole
+// cell farthest from its triangle (among triangles whose error is within a
+// factor of two of the largest) until every cell is close enough, then moves
+// each inserted or lattice vertex onto a neighbour where the bound allows. A triangle that covers a hole
 // cell is refined while it covers data cells that are not yet vertices and is
 // left out at last, so no triangle spans a hole; without holes the outline
 // is the raster's. When the middle column is all data, its profile is
