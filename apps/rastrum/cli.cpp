@@ -123,8 +123,7 @@ void addOutput(CLI::App& command, OutputArgs& output) {
                        "GDAL format (driver short name such as GTiff, COG, AAIGrid), also spelt -of");
     command.add_option("--co", output.options.creationOptions,
                        "creation option NAME=VALUE of the format, also spelt -co; repeatable. GeoTIFFs are by "
-                       "default TILED=YES COMPRESS=ZSTD ZSTD_LEVEL=1 PREDICTOR=2 BIGTIFF=IF_SAFER NUM_THREADS=ALL_CPUS (the "
-                       "bilateral smooth without NUM_THREADS)");
+                       "default TILED=YES COMPRESS=ZSTD ZSTD_LEVEL=1 PREDICTOR=2 BIGTIFF=IF_SAFER NUM_THREADS=ALL_CPUS");
     command.add_option("--ot", output.type,
                        "type of the result, also spelt -ot: Float32 or Float64 for smooth and calc (default: Float64 "
                        "for Float64 heights, else Float32); the others write one type only");

@@ -109,9 +109,21 @@ BandWriter::BandWriter(std::filesystem::path path, OutputOptions const& options,
     int blockHeight = 0;
     GDALGetBlockSize(GDALGetRasterBand(dataset_.get(), 1), &blockWidth, &blockHeight);
     blockRows_ = static_cast<std::uint32_t>(std::max(blockHeight, 1));
+    width_ = layout.width;
     height_ = layout.height;
     type_ = layout.type;
     pending_.resize(layout.bands);
+}
+
+void BandWriter::writeRows(std::uint32_t band, std::uint32_t firstRow, std::uint32_t rows, void const* values,
+                           GDALDataType type) {
+    forgetWriteFailure();
+    if (rows > 0 && GDALRasterIO(GDALGetRasterBand(dataset_.get(), static_cast<int>(band) + 1), GF_Write, 0,
+                                 static_cast<int>(firstRow), static_cast<int>(width_), static_cast<int>(rows),
+                                 const_cast<void*>(values), static_cast<int>(width_), static_cast<int>(rows), type, 0,
+                                 0) != CE_None) {
+        throw InputError(path_.string() + ": cannot be written: " + writeFailure());
+    }
 }
 
 template <class T>
@@ -120,25 +132,31 @@ void BandWriter::write(Raster<T> const& band, std::uint32_t bandRow, std::uint32
     std::uint32_t const available = pendingRows_ + rows;
     bool const last = rowsWritten_ + available >= height_;
     std::uint32_t const flushed = last ? available : (rowsWritten_ + available) / blockRows_ * blockRows_ - rowsWritten_;
+    bool replaced = false;
+    if constexpr (std::is_floating_point_v<T>) {
+        replaced = plan_.nodata && !std::isnan(*plan_.nodata);
+    }
+    // Rows the band completes a row of blocks with go to GDAL straight from
+    // it, after the rows waiting; only the rest is copied to wait. A row of
+    // blocks is thus finished within one call, and no block written twice.
+    std::uint32_t const direct = flushed > pendingRows_ && !replaced ? flushed - pendingRows_ : 0;
     for (std::uint32_t b = 0; b < band.bands; ++b) {
         auto& buffer = pending_[b];
         auto const* first = reinterpret_cast<std::byte const*>(band.values.data() + band.index(0, bandRow, b));
+        if (direct > 0) {
+            writeRows(b, rowsWritten_, pendingRows_, buffer.data(), gdalType<T>());
+            writeRows(b, rowsWritten_ + pendingRows_, direct, first, gdalType<T>());
+            buffer.assign(first + rowBytes * direct, first + rowBytes * rows);
+            continue;
+        }
         buffer.insert(buffer.end(), first, first + rowBytes * rows);
-        if constexpr (std::is_floating_point_v<T>) {
-            if (plan_.nodata && !std::isnan(*plan_.nodata)) {
-                auto* values = reinterpret_cast<T*>(buffer.data() + rowBytes * pendingRows_);
-                for (std::size_t i = 0; i < std::size_t{band.width} * rows; ++i) {
-                    values[i] = std::isnan(values[i]) ? static_cast<T>(*plan_.nodata) : values[i];
-                }
+        if (replaced) {
+            auto* values = reinterpret_cast<T*>(buffer.data() + rowBytes * pendingRows_);
+            for (std::size_t i = 0; i < std::size_t{band.width} * rows; ++i) {
+                values[i] = std::isnan(values[i]) ? static_cast<T>(*plan_.nodata) : values[i];
             }
         }
-        forgetWriteFailure();
-        if (flushed > 0 && GDALRasterIO(GDALGetRasterBand(dataset_.get(), static_cast<int>(b) + 1), GF_Write, 0,
-                                        static_cast<int>(rowsWritten_), static_cast<int>(band.width),
-                                        static_cast<int>(flushed), buffer.data(), static_cast<int>(band.width),
-                                        static_cast<int>(flushed), gdalType<T>(), 0, 0) != CE_None) {
-            throw InputError(path_.string() + ": cannot be written: " + writeFailure());
-        }
+        writeRows(b, rowsWritten_, flushed, buffer.data(), gdalType<T>());
         buffer.erase(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(rowBytes * flushed));
     }
     rowsWritten_ += flushed;

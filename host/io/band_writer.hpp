@@ -48,6 +48,10 @@ public:
     void commit();
 
 private:
+    // Rows [firstRow, firstRow + rows) of band `band` (0-based) from `values`.
+    void writeRows(std::uint32_t band, std::uint32_t firstRow, std::uint32_t rows, void const* values,
+                   GDALDataType type);
+
     std::filesystem::path path_;
     AtomicOutput output_;
     OutputPlan plan_;
@@ -55,6 +59,7 @@ private:
     Dataset dataset_;
     GDALDataType type_ = GDT_Float32;
     std::uint32_t blockRows_ = 1;
+    std::uint32_t width_ = 0;
     std::uint32_t height_ = 0;
     std::uint32_t rowsWritten_ = 0;               // file rows written
     std::vector<std::vector<std::byte>> pending_; // per band: rows waiting for a whole block row

@@ -84,7 +84,7 @@ GDALDriverH outputDriver(std::filesystem::path const& path, std::string const& f
                      "'; name one with -of");
 }
 
-std::vector<std::string> geotiffOptions(std::vector<std::string> const& given, bool computeBound) {
+std::vector<std::string> geotiffOptions(std::vector<std::string> const& given) {
     std::vector<std::string> options = given;
     // ZSTD at level 1 compresses heights about as well as DEFLATE at a fraction of the time. Horizontal
     // differencing, on floats too, costs next to nothing; the floating-point predictor shrinks a float
@@ -99,8 +99,7 @@ std::vector<std::string> geotiffOptions(std::vector<std::string> const& given, b
                 return keyOf(o) == "compress" && text != "compress=zstd" && text != "compress=deflate" &&
                        text != "compress=lzw";
             });
-        bool const ownThreads = keyOf(option) == "num_threads" && computeBound;
-        if (!overridden && !plainCompression && !ownThreads) {
+        if (!overridden && !plainCompression) {
             options.push_back(option);
         }
     }
@@ -125,7 +124,7 @@ OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& op
         throw InputError(named + "the " + name + " format holds one band, the result has " + std::to_string(bands));
     }
     plan.staged = !has(plan.driver, GDAL_DCAP_CREATE);
-    plan.creationOptions = name == "GTiff" ? geotiffOptions(options.creationOptions, options.computeBound) : options.creationOptions;
+    plan.creationOptions = name == "GTiff" ? geotiffOptions(options.creationOptions) : options.creationOptions;
     plan.nodata = holeNodata;
     if (holeNodata && GDALDataTypeIsFloating(type)) {
         plan.nodata = options.nodata ? options.nodata

@@ -15,9 +15,6 @@ struct OutputOptions {
     bool overwrite = false;                    // replace an existing output (--overwrite)
     std::vector<std::string> creationOptions;  // NAME=VALUE (-co), over the defaults
     std::optional<double> nodata;              // the nodata value of float results (--dstnodata)
-    // GeoTIFF compression on the writing thread alone, not on GDAL's threads too: for computations
-    // that keep every core busy, whose team would lose more to preemption than those threads win.
-    bool computeBound = false;
 };
 
 // GDAL's name for standard output: a result for it is written as a file of
@@ -45,9 +42,8 @@ OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& op
 
 // The creation options for a GeoTIFF written directly: tiled, compressed
 // (ZSTD level 1 with a predictor), BIGTIFF when needed, with `given`
-// (NAME=VALUE) taking precedence; compressed on GDAL's threads unless
-// `computeBound`.
-std::vector<std::string> geotiffOptions(std::vector<std::string> const& given, bool computeBound);
+// (NAME=VALUE) taking precedence; compressed on GDAL's threads.
+std::vector<std::string> geotiffOptions(std::vector<std::string> const& given);
 
 // The finite value holes get where a format does not record NaN as nodata:
 // the lowest Float32, -3.4028234663852886e38.

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cstdint>
+#include <stdexcept>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -8,6 +10,7 @@
 #include "Velum/MemArray.hpp"
 #include "bilateral/smoothing_filters.hpp"
 #include "frame/cell_types.hpp"
+#include "frame/fragment_loop.hpp"
 
 namespace Rastrum {
 namespace {
@@ -35,30 +38,35 @@ unsigned windowWithin(unsigned requested, FragmentShape const& shape) {
     return static_cast<unsigned>(std::min<std::uint64_t>(effectiveWindowSize(requested), covering));
 }
 
-// One pass over all fragments for element type T.
+// One pass over all fragments for element type T: whole fragments go to the
+// threads, one at a time, so that the team starts once per pass rather than
+// once per fragment; the kernels share a fragment's rows among the team only
+// when there are fewer fragments than threads. Reports come in fragment order.
 template <class T>
 void smoothPass(SmoothingRequest const& request) {
     auto const total = static_cast<std::uint32_t>(request.fragments.size());
-    std::uint32_t counter = 0;
-    for (auto const& fragment : request.fragments) {
+    auto const report = [&](std::uint32_t counter) {
         if (request.progress) {
             request.progress->report("Smoothing #", counter, total);
         }
-        ++counter;
-        auto const inputCreator = request.input.getCreator(fragment);
-        auto const codesCreator = request.codes.getCreator(fragment);
-        if (!inputCreator || !codesCreator) {
-            continue;
-        }
-        Lumen::StrongPtr<Velum::MemArray<3, T>> const input = inputCreator->getData();
-        Lumen::StrongPtr<Velum::MemArray<3, unsigned char>> const codes = codesCreator->getData();
+    };
+    bool const finished = frame::forEachFragmentInOrder(total, report, [&](std::uint32_t i) {
+        auto const& fragment = request.fragments[i];
+        auto const [input, codes] = frame::underFrameworkLock([&] {
+            auto const inputCreator = request.input.getCreator(fragment);
+            auto const codesCreator = request.codes.getCreator(fragment);
+            return std::pair(inputCreator ? Lumen::StrongPtr<Velum::MemArray<3, T>>(inputCreator->getData()) : nullptr,
+                             codesCreator ? Lumen::StrongPtr<Velum::MemArray<3, unsigned char>>(codesCreator->getData())
+                                          : nullptr);
+        });
         if (!input || !codes || codes->Size() != input->Size()) {
-            continue;
+            return;
         }
         auto const& size = input->Size();
         FragmentShape const shape{size[0], size[1], size[2]};
         auto const window = windowWithin(request.windowSize, shape);
-        auto const result = Lumen::makeStrong<Velum::MemArray<3, T>>(size, Velum::uninitialised);
+        auto const result = frame::underFrameworkLock(
+            [&] { return Lumen::makeStrong<Velum::MemArray<3, T>>(size, Velum::uninitialised); });
         if (request.gaussianOnly) {
             gaussianFilter(input->data(), codes->data(), shape, window, request.sigmaSpatial,
                            cellTypes.HOLE_CELL_TYPES, result->data());
@@ -67,6 +75,9 @@ void smoothPass(SmoothingRequest const& request) {
                             request.sigmaRange, cellTypes.HOLE_CELL_TYPES, result->data());
         }
         request.output.setPersistentData(result, fragment, Lumen::Cache::MemCache());
+    });
+    if (!finished) {
+        throw std::runtime_error("fragments left unfinished");
     }
 }
 

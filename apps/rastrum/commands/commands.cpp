@@ -124,10 +124,7 @@ void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptio
     checkOutput(output);
     HeightReader const heights(input.path, input.read);
     auto const type = heightType(output, "smooth", heights);
-    // Measured at 20000 x 20000: the bilateral filter 11.98 s -> 11.34 s, the Gaussian 6.52 s -> 6.98 s.
-    OutputArgs writing = output;
-    writing.options.computeBound = !options.gaussian;
-    streamed(writing, resultLayout(heights, type, FloatNodata), {PreviewStyle::Relief}, [&](BandWriter& result) {
+    streamed(output, resultLayout(heights, type, FloatNodata), {PreviewStyle::Relief}, [&](BandWriter& result) {
         streamSmooth(heights, result, options, tiling, output.stream, context);
     });
 }
