@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <exception>
 #include <limits>
+#include <numeric>
 #include <future>
 #include <utility>
 #include <vector>
@@ -341,6 +342,29 @@ bool allData(ScanGrid const& grid, std::int32_t column) {
     return true;
 }
 
+// The column that splits the refinement's work about evenly, judged on every
+// fourth row by the square root of each cell's curvature, to which the
+// density of vertices needed is about proportional; kept to the middle half.
+std::int32_t balancedSeam(ScanGrid const& grid) {
+    std::vector<double> work(static_cast<std::size_t>(grid.columns), 0.0);
+    for (std::int32_t y = 1; y + 1 < grid.rows; y += 4) {
+        for (std::int32_t x = 1; x + 1 < grid.columns; ++x) {
+            double const h = grid.height({x, y});
+            double const curvature = std::abs(grid.height({x - 1, y}) - 2.0 * h + grid.height({x + 1, y})) +
+                                     std::abs(grid.height({x, y - 1}) - 2.0 * h + grid.height({x, y + 1}));
+            if (curvature >= 0.0) { // not at or beside a hole
+                work[static_cast<std::size_t>(x)] += std::sqrt(curvature);
+            }
+        }
+    }
+    double const half = std::accumulate(work.begin(), work.end(), 0.0) / 2.0;
+    std::int32_t seam = 0;
+    for (double sum = 0.0; seam < grid.columns && sum < half; ++seam) {
+        sum += work[static_cast<std::size_t>(seam)];
+    }
+    return std::clamp(seam, grid.columns / 4, 3 * grid.columns / 4);
+}
+
 } // namespace
 
 SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError, MeshSink& sink) {
@@ -350,9 +374,11 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
     auto const rows = static_cast<std::int32_t>(input.heights.height);
     CellBlocks const blocks(input.heights.values.data(), input.cellTypes.data(), columns, rows, placement.northUp);
     ScanGrid const grid{blocks.cells(), blocks.rowOfBlocks(), columns, rows, placement, 0, columns - 1};
-    // Two halves refined at once along the middle column, when it is all data:
-    // its profile, simplified first, gives both halves the same corners there.
-    std::int32_t const seam = columns / 2;
+    // Two halves refined at once along a column of data cells, which splits
+    // their work about evenly or else lies in the middle: its profile,
+    // simplified first, gives both halves the same corners there.
+    std::int32_t const balanced = balancedSeam(grid);
+    std::int32_t const seam = allData(grid, balanced) ? balanced : columns / 2;
     if (columns >= 16 && allData(grid, seam)) {
         auto const west = hullCorners(grid, 0, seam), east = hullCorners(grid, seam, columns - 1);
         if (west.size() >= 3 && east.size() >= 3) {
