@@ -43,15 +43,17 @@ public:
         }
         return octaves_[top_].empty();
     }
+    static std::size_t octave(Candidate c) { return c >> 55; } // the float's exponent
+    // The largest octave queued; call after empty().
+    std::size_t top() const { return top_; }
     Candidate pop() {
         Candidate const c = octaves_[top_].back();
         octaves_[top_].pop_back();
         return c;
     }
     void push(Candidate c) {
-        std::size_t const octave = c >> 55; // the float's exponent
-        octaves_[octave].push_back(c);
-        top_ = std::max(top_, octave);
+        octaves_[octave(c)].push_back(c);
+        top_ = std::max(top_, octave(c));
     }
 
 private:
@@ -170,7 +172,15 @@ private:
             scan(t);
         }
         std::vector<std::uint32_t> changed;
-        while (!queue_.empty()) {
+        for (;;) {
+            bool const queued = !queue_.empty();
+            if (!unscanned_.empty() && (!queued || queue_.top() < unscannedOctave_)) {
+                scanChanged();
+                continue;
+            }
+            if (!queued) {
+                break;
+            }
             Candidate const worst = queue_.pop();
             auto const face = static_cast<std::uint32_t>(worst);
             if (state_[face].queued != worst) {
@@ -179,13 +189,28 @@ private:
             changed.clear();
             inserted_.push_back(triangulation_.vertices());
             triangulation_.insert(state_[face].worst, face, changed);
-            std::ranges::sort(changed);
-            auto const [end, last] = std::ranges::unique(changed);
-            changed.erase(end, last);
             for (std::uint32_t t : changed) {
-                scan(t);
+                if (state_.size() <= t) {
+                    state_.resize(std::max<std::size_t>(t + 1, 2 * state_.size()));
+                }
+                state_[t].queued = NoCandidate;
+                if (!state_[t].unscanned) {
+                    state_[t].unscanned = true;
+                    unscanned_.push_back(t);
+                }
             }
+            unscannedOctave_ = std::max(unscannedOctave_, OctaveQueue::octave(worst));
         }
+    }
+
+    // Scans the faces insertions changed since the last time, once each
+    // however often they changed.
+    void scanChanged() {
+        for (std::uint32_t t : unscanned_) {
+            scan(t);
+        }
+        unscanned_.clear();
+        unscannedOctave_ = 0;
     }
 
     // Removes refinement vertices that the bound no longer needs: a vertex
@@ -239,6 +264,7 @@ private:
         GridPoint worst{};
         bool coversHole = false;
         Candidate queued = NoCandidate; // the face's entry in the queue
+        bool unscanned = false;         // changed since its last scan
     };
 
     static constexpr std::int32_t SeedSpacing = 16;
@@ -274,7 +300,7 @@ private:
         }
         FaceFinding const found = worstCell(grid_, cornersOf(t), maxError_);
         FaceState& state = state_[t];
-        state = {found.worst, found.coversHole, NoCandidate};
+        state = {found.worst, found.coversHole, NoCandidate, false};
         if (found.error >= 0.0 && (found.coversHole || found.error > found.threshold)) {
             state.queued = candidateOf(found.coversHole ? std::numeric_limits<double>::infinity() : found.error, t);
             queue_.push(state.queued);
@@ -323,6 +349,8 @@ private:
     GridTriangulation triangulation_;
     std::vector<FaceState> state_;
     OctaveQueue queue_;
+    std::vector<std::uint32_t> unscanned_;
+    std::size_t unscannedOctave_ = 0; // the largest octave of the faces whose insertions changed them
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
