@@ -19,7 +19,7 @@ CellBlocks::CellBlocks(float const* heights, std::uint8_t const* types, std::int
     cells_ = storage_.data() + (Line - misalignment) % Line;
     ScanGrid const grid{cells_, rowOfBlocks_, columns, rows, {}, 0, columns - 1};
     for (std::int32_t y = 0; y < rows; ++y) {
-        std::size_t const source = static_cast<std::size_t>(northUp ? rows - 1 - y : y) * static_cast<std::size_t>(columns);
+        auto const source = static_cast<std::size_t>(northUp ? rows - 1 - y : y) * static_cast<std::size_t>(columns);
         float* row = cells_ + grid.rowStart(y);
         for (std::int32_t x = 0; x < columns; ++x) {
             std::size_t const i = source + static_cast<std::size_t>(x);
@@ -62,8 +62,9 @@ std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
 
 // Calls visit(y, from, to) for each row y that holds cells inside the
 // triangle or on its edges, from and to its first and last such column,
-// clipped to the scanned columns, while visit returns true. For each edge, twice the signed area it
-// makes with a cell, linear in the column, must not be negative.
+// clipped to the scanned columns, while visit returns true. For each edge,
+// twice the signed area it makes with a cell, linear in the column, must not
+// be negative.
 template <typename Visit>
 void forEachSpan(ScanGrid const& grid, std::array<GridPoint, 3> const& c, Visit&& visit) {
     std::int32_t const yLow = std::min({c[0].y, c[1].y, c[2].y}), yHigh = std::max({c[0].y, c[1].y, c[2].y});
@@ -137,9 +138,8 @@ bool withinError(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double
         float const* heights = grid.cells + grid.rowStart(y);
         double const base = plane.h0 + plane.slopeY * (y - c[0].y);
         for (std::int32_t x = from; within && x <= to; ++x) {
-            // NaN at a hole fails the comparison
-            within = std::abs(static_cast<double>(heights[ScanGrid::column(x)]) - (base + plane.slopeX * (x - c[0].x))) <=
-                     plane.threshold;
+            double const height = heights[ScanGrid::column(x)]; // NaN at a hole fails the comparison
+            within = std::abs(height - (base + plane.slopeX * (x - c[0].x))) <= plane.threshold;
         }
         return within;
     });

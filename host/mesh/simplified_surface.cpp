@@ -190,12 +190,10 @@ private:
             inserted_.push_back(triangulation_.vertices());
             triangulation_.insert(state_[face].worst, face, changed);
             for (std::uint32_t t : changed) {
-                if (state_.size() <= t) {
-                    state_.resize(std::max<std::size_t>(t + 1, 2 * state_.size()));
-                }
-                state_[t].queued = NoCandidate;
-                if (!state_[t].unscanned) {
-                    state_[t].unscanned = true;
+                FaceState& state = stateOf(t);
+                state.queued = NoCandidate;
+                if (!state.unscanned) {
+                    state.unscanned = true;
                     unscanned_.push_back(t);
                 }
             }
@@ -217,8 +215,8 @@ private:
     // moves onto one of the two neighbours nearest it in height, the one
     // whose fan leaves its own cell closer to the surface, when every face of
     // that fan keeps its orientation, its cells within the error and no hole.
-    // Trying every neighbour would save a tenth more triangles at a fifth
-    // more time.
+    // Trying every neighbour leaves a sixth fewer triangles for about a tenth
+    // more time in all.
     void decimate() {
         triangulation_.indexVertices();
         std::vector<std::uint32_t> star;
@@ -292,14 +290,18 @@ private:
                 triangulation_.point(triangulation_.corner(3 * t + 2))};
     }
 
-    // Finds the face's data cell farthest from its plane and queues the face
-    // when that cell is too far, or when the face covers a hole.
-    void scan(std::uint32_t t) {
+    FaceState& stateOf(std::uint32_t t) {
         if (state_.size() <= t) {
             state_.resize(std::max<std::size_t>(t + 1, 2 * state_.size()));
         }
+        return state_[t];
+    }
+
+    // Finds the face's data cell farthest from its plane and queues the face
+    // when that cell is too far, or when the face covers a hole.
+    void scan(std::uint32_t t) {
         FaceFinding const found = worstCell(grid_, cornersOf(t), maxError_);
-        FaceState& state = state_[t];
+        FaceState& state = stateOf(t);
         state = {found.worst, found.coversHole, NoCandidate, false};
         if (found.error >= 0.0 && (found.coversHole || found.error > found.threshold)) {
             state.queued = candidateOf(found.coversHole ? std::numeric_limits<double>::infinity() : found.error, t);
