@@ -1,29 +1,14 @@
 #include "mesh/grid_triangulation.hpp"
 
-#include <algorithm>
-#include <cstdlib>
-
 namespace rastrum_host {
 
-namespace {
-
-template <typename Wide>
-bool inCircleIn(GridPoint a, GridPoint b, GridPoint c, GridPoint d) {
+bool inCircle(GridPoint a, GridPoint b, GridPoint c, GridPoint d) {
+    // Fourth powers of coordinate differences outgrow 64 bits past 2^15 cells.
+    __extension__ using Wide = __int128;
     Wide const ax = a.x - d.x, ay = a.y - d.y, bx = b.x - d.x, by = b.y - d.y, cx = c.x - d.x, cy = c.y - d.y;
     Wide const det = (ax * ax + ay * ay) * (bx * cy - by * cx) - (bx * bx + by * by) * (ax * cy - ay * cx) +
                      (cx * cx + cy * cy) * (ax * by - ay * bx);
     return det > 0;
-}
-
-} // namespace
-
-bool inCircle(GridPoint a, GridPoint b, GridPoint c, GridPoint d) {
-    // Fourth powers of coordinate differences outgrow 64 bits past 2^14 cells,
-    // rare enough to pay 128-bit products for.
-    std::int32_t const reach = std::max({std::abs(a.x - d.x), std::abs(a.y - d.y), std::abs(b.x - d.x),
-                                         std::abs(b.y - d.y), std::abs(c.x - d.x), std::abs(c.y - d.y)});
-    __extension__ using Wide = __int128;
-    return reach < (1 << 14) ? inCircleIn<std::int64_t>(a, b, c, d) : inCircleIn<Wide>(a, b, c, d);
 }
 
 GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull) : points_(hull) {
