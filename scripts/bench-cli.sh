@@ -54,6 +54,7 @@ declare -A runsOf
 measure() {
   local name="$1"; shift
   rm -f "$data"/out.*
+  sync # the previous command's writing is not charged to this one
   /usr/bin/time -f "%e %U %S %M" -o "$data/time.txt" "$@" >/dev/null 2>"$data/stderr.txt" ||
     { echo "bench-cli: $name failed:" >&2; cat "$data/stderr.txt" >&2; exit 1; }
   read -r wall user sys kb <"$data/time.txt"
@@ -132,7 +133,8 @@ report="bench/CLI.md"
   echo "wait, tiled output compressed with ZSTD level 1 and horizontal differencing on GDAL's"
   echo "threads) and once with uncompressed output, as gdaldem writes it;"
   echo "\`gdaldem\` and \`gdal_calc.py\` with theirs (default block cache). Measured with \`/usr/bin/time\`"
-  echo "in $runs rounds at ${size}², each round running every command once (GDAL's tools first);"
+  echo "in $runs rounds at ${size}², each round running every command once (GDAL's tools first)"
+  echo "after \`sync\`, so that no command pays for writing back the previous one's output;"
   echo "each row is the command's run of median wall time, with that run's user, system and peak"
   echo "(the 40000² table: one round), and the walls of all its runs, fastest first."
 } >"$report.tmp"
