@@ -200,8 +200,12 @@ HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) 
     for (std::size_t i = 0; i < nodata.size(); ++i) {
         heights[i] = flags[i] != 0 ? std::numeric_limits<T>::quiet_NaN() : heights[i];
     }
-    for (std::size_t i = 0; i < cells && !codes_; ++i) {
-        types[i] = heights[i] != heights[i] ? std::uint8_t{NodataCell} : types[i];
+    // Without codes every cell is data but the NaN ones. The test stays out of
+    // the loop: the byte stores could alias it, which keeps it from vectorising.
+    if (!codes_) {
+        for (std::size_t i = 0; i < cells; ++i) {
+            types[i] = heights[i] != heights[i] ? std::uint8_t{NodataCell} : std::uint8_t{DataCell};
+        }
     }
     return input;
 }

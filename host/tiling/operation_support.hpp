@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -52,11 +53,28 @@ Lumen::StrongPtr<Velum::RegularlyFragmentedField<3>> resultField(Velum::Grid con
 // this is a fault of the host, not of the user's input.
 void expectSuccess(std::string const& message, char const* operation);
 
+// Whether any code is a hole's; a chunk at a time, each one branch-free so
+// that the compiler vectorises it.
+inline bool anyHole(std::span<std::uint8_t const> cellTypes) {
+    std::size_t constexpr Chunk = 4096;
+    for (std::size_t first = 0; first < cellTypes.size(); first += Chunk) {
+        auto const chunk = cellTypes.subspan(first, std::min(Chunk, cellTypes.size() - first));
+        bool any = false;
+        for (std::uint8_t const code : chunk) {
+            any |= isHole(code);
+        }
+        if (any) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // A raster of the input's shape holding `values`, NaN at hole cells of
 // floating-point results.
 template <class T, class In>
 Raster<T> heightsResult(HeightView<In> const& input, std::vector<T> values) {
-    if constexpr (std::numeric_limits<T>::has_quiet_NaN) {
+    if (std::numeric_limits<T>::has_quiet_NaN && anyHole(input.cellTypes)) {
         // Branch-free over plain pointers, so that the compiler vectorises it.
         T* const out = values.data();
         std::uint8_t const* const types = input.cellTypes.data();

@@ -92,26 +92,42 @@ public:
 
     // One value per cell, in file order, taken from the fragment in which the
     // cell lies farthest from a border with another fragment; `missing` where
-    // that fragment has no data.
+    // that fragment has no data, or no fragment owns the cell (a band's halo).
+    // Cells are appended in file order, so that each is written once.
     template <class T>
     std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing) const {
-        std::vector<T> values(layout_.points.product(), missing);
+        auto const counts = fragmentCounts();
+        std::vector<Lumen::StrongPtr<Velum::MemArray<3, T>>> fragments(counts.product());
         builder_.forEachFragment([&](Index const& fragment) {
-            Lumen::StrongPtr<Velum::MemArray<3, T>> const data = field.getData(field.getFragmentID(fragment));
-            auto const size = fragmentSize(fragment);
-            if (!data || data->Size() != size) {
-                return;
-            }
-            auto const& [x0, x1] = owned_[0][fragment[0]];
-            auto const& [y0, y1] = owned_[1][fragment[1]];
-            auto const& [z0, z1] = owned_[2][fragment[2]];
-            for (auto z = z0; z < z1; ++z) {
-                for (auto y = y0; y < y1; ++y) {
-                    Index const local(x0 - start(fragment, 0), y - start(fragment, 1), z - start(fragment, 2));
-                    std::copy_n(data->data() + local.linear(size), x1 - x0, values.data() + fileIndex(Index(x0, y, z)));
-                }
+            Lumen::StrongPtr<Velum::MemArray<3, T>> data = field.getData(field.getFragmentID(fragment));
+            if (data && data->Size() == fragmentSize(fragment)) {
+                fragments[fragment.linear(counts)] = std::move(data);
             }
         });
+        auto const rowOwners = owners(1);
+        auto const layerOwners = owners(2);
+        std::vector<T> values;
+        values.reserve(layout_.points.product());
+        for (std::uint64_t z = 0; z < layout_.points[2]; ++z) {
+            for (std::uint64_t row = 0; row < layout_.points[1]; ++row) {
+                auto const y = northUp_ ? layout_.points[1] - 1 - row : row;
+                std::uint64_t x = 0;
+                for (std::uint64_t fx = 0; fx < counts[0] && rowOwners[y] != NoOwner && layerOwners[z] != NoOwner; ++fx) {
+                    auto const& [x0, x1] = owned_[0][fx];
+                    Index const fragment(fx, rowOwners[y], layerOwners[z]);
+                    auto const& data = fragments[fragment.linear(counts)];
+                    if (x0 == x1 || !data) {
+                        continue;
+                    }
+                    values.insert(values.end(), x0 - x, missing);
+                    Index const local(x0 - start(fragment, 0), y - start(fragment, 1), z - start(fragment, 2));
+                    auto const* first = data->data() + local.linear(fragmentSize(fragment));
+                    values.insert(values.end(), first, first + (x1 - x0));
+                    x = x1;
+                }
+                values.insert(values.end(), layout_.points[0] - x, missing);
+            }
+        }
         return values;
     }
 
@@ -122,6 +138,16 @@ private:
         return p[0] + layout_.points[0] * (row + layout_.points[1] * p[2]);
     }
     Index fragmentSize(Index const& fragment) const { return builder_.fragmentSize(fragment); }
+    // Per point along `axis`: the fragment owning it, or NoOwner.
+    static std::uint64_t constexpr NoOwner = ~std::uint64_t{0};
+    std::vector<std::uint64_t> owners(std::size_t axis) const {
+        std::vector<std::uint64_t> owner(layout_.points[axis], NoOwner);
+        for (std::uint64_t f = 0; f < owned_[axis].size(); ++f) {
+            std::fill(owner.begin() + static_cast<std::ptrdiff_t>(owned_[axis][f].first),
+                      owner.begin() + static_cast<std::ptrdiff_t>(owned_[axis][f].second), f);
+        }
+        return owner;
+    }
     std::uint64_t start(Index const& fragment, std::size_t axis) const { return fragment[axis] * step_[axis]; }
 
     Velum::UniformGridLayout layout_;

@@ -74,7 +74,10 @@ void smoothPass(SmoothingRequest const& request) {
             bilateralFilter(input->data(), codes->data(), shape, window, request.sigmaSpatial,
                             request.sigmaRange, cellTypes.HOLE_CELL_TYPES, result->data());
         }
-        request.output.setPersistentData(result, fragment, Lumen::Cache::MemCache());
+        frame::underFrameworkLock([&] {
+            request.output.setPersistentData(result, fragment, Lumen::Cache::MemCache());
+            return true;
+        });
     });
     if (!finished) {
         throw std::runtime_error("fragments left unfinished");
