@@ -1,11 +1,33 @@
 #include "mesh/face_scan.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cmath>
 #include <limits>
-#include <utility>
+
+#include "core/raster.hpp"
 
 namespace rastrum_host {
+
+CellBlocks::CellBlocks(float const* heights, std::uint8_t const* types, std::int32_t columns, std::int32_t rows,
+                       bool northUp)
+    : rowOfBlocks_(static_cast<std::size_t>(columns + 3) / 4 * 16) {
+    constexpr std::size_t Line = 16; // floats in a cache line, which blocks start on
+    std::size_t const blockRows = static_cast<std::size_t>(rows + 3) / 4;
+    storage_.assign(blockRows * rowOfBlocks_ + Line, std::numeric_limits<float>::quiet_NaN());
+    auto const misalignment = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(float) % Line;
+    cells_ = storage_.data() + (Line - misalignment) % Line;
+    ScanGrid const grid{cells_, rowOfBlocks_, columns, rows, {}, 0, columns - 1};
+    for (std::int32_t y = 0; y < rows; ++y) {
+        auto const source = static_cast<std::size_t>(northUp ? rows - 1 - y : y) * static_cast<std::size_t>(columns);
+        float* row = cells_ + grid.rowStart(y);
+        for (std::int32_t x = 0; x < columns; ++x) {
+            std::size_t const i = source + static_cast<std::size_t>(x);
+            row[ScanGrid::column(x)] = isHole(types[i]) ? std::numeric_limits<float>::quiet_NaN() : heights[i];
+        }
+    }
+}
+
 namespace {
 
 // The plane through the corners' heights, evaluated as a slope along each
@@ -16,8 +38,6 @@ struct Plane {
     double slopeX;
     double slopeY;
     double threshold;
-    std::int32_t yLow;
-    std::int32_t yHigh;
 };
 
 Plane planeOf(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
@@ -31,7 +51,7 @@ Plane planeOf(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double ma
     std::int32_t const xLow = std::min({c[0].x, c[1].x, c[2].x}), xHigh = std::max({c[0].x, c[1].x, c[2].x});
     double const reach = std::abs(h0) + std::abs(dh1) + std::abs(dh2) + std::abs(slopeX) * (xHigh - xLow) +
                          std::abs(slopeY) * (yHigh - yLow);
-    return {h0, slopeX, slopeY, maxError - 16.0 * std::numeric_limits<double>::epsilon() * reach, yLow, yHigh};
+    return {h0, slopeX, slopeY, maxError - 16.0 * std::numeric_limits<double>::epsilon() * reach};
 }
 
 // The quotient rounded down, for a positive divisor.
@@ -40,26 +60,43 @@ std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
     return a % b < 0 ? q - 1 : q;
 }
 
-// The columns of row y inside the triangle or on its edges: for each edge,
+// Calls visit(y, from, to) for each row y that holds cells inside the
+// triangle or on its edges, from and to its first and last such column,
+// clipped to the scanned columns, while visit returns true. For each edge,
 // twice the signed area it makes with a cell, linear in the column, must not
-// be negative. Clipped to the scanned columns.
-std::pair<std::int32_t, std::int32_t> span(ScanGrid const& grid, std::array<GridPoint, 3> const& c, std::int32_t y) {
-    std::int64_t from = grid.scanFrom, to = grid.scanTo;
+// be negative.
+template <typename Visit>
+void forEachSpan(ScanGrid const& grid, std::array<GridPoint, 3> const& c, Visit&& visit) {
+    std::int32_t const yLow = std::min({c[0].y, c[1].y, c[2].y}), yHigh = std::max({c[0].y, c[1].y, c[2].y});
+    std::int32_t const xLow = std::max(std::min({c[0].x, c[1].x, c[2].x}), grid.scanFrom);
+    std::int32_t const xHigh = std::min(std::max({c[0].x, c[1].x, c[2].x}), grid.scanTo);
+    if (xLow > xHigh) {
+        return;
+    }
+    std::array<std::int64_t, 3> slope{}, offset{}; // the area of edge k at (x, y) is slope[k] * x + offset[k]
     for (std::size_t k = 0; k < 3; ++k) {
         GridPoint const a = c[k], b = c[(k + 1) % 3];
-        std::int64_t const slope = a.y - b.y; // the signed area is slope * x + offset
-        std::int64_t const offset = std::int64_t{b.x - a.x} * (y - a.y) + std::int64_t{b.y - a.y} * a.x;
-        if (slope == 0) {
-            if (offset < 0) {
-                return {1, 0};
+        slope[k] = a.y - b.y;
+        offset[k] = std::int64_t{b.x - a.x} * (yLow - a.y) + std::int64_t{b.y - a.y} * a.x;
+    }
+    for (std::int32_t y = yLow; y <= yHigh; ++y) {
+        std::int64_t from = xLow, to = xHigh;
+        for (std::size_t k = 0; k < 3; ++k) {
+            if (slope[k] > 0) {
+                from = std::max(from, -floorDiv(offset[k], slope[k])); // the crossing rounded up
+            } else if (slope[k] < 0) {
+                to = std::min(to, floorDiv(offset[k], -slope[k]));
+            } else if (offset[k] < 0) {
+                to = from - 1;
             }
-        } else if (slope > 0) {
-            from = std::max(from, -floorDiv(offset, slope)); // the crossing rounded up
-        } else {
-            to = std::min(to, floorDiv(offset, -slope));
+        }
+        if (from <= to && !visit(y, static_cast<std::int32_t>(from), static_cast<std::int32_t>(to))) {
+            return;
+        }
+        for (std::size_t k = 0; k < 3; ++k) {
+            offset[k] += c[(k + 1) % 3].x - c[k].x;
         }
     }
-    return {static_cast<std::int32_t>(from), static_cast<std::int32_t>(to)};
 }
 
 } // namespace
@@ -67,49 +104,46 @@ std::pair<std::int32_t, std::int32_t> span(ScanGrid const& grid, std::array<Grid
 FaceFinding worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
     Plane const plane = planeOf(grid, c, maxError);
     FaceFinding found{-1.0, plane.threshold, {}, false};
-    for (std::int32_t y = plane.yLow; y <= plane.yHigh; ++y) {
-        auto const [from, to] = span(grid, c, y);
-        std::size_t const row = grid.rowStart(y);
-        float const* heights = grid.heights + row;
-        std::uint8_t const* types = grid.types + row;
+    forEachSpan(grid, c, [&](std::int32_t y, std::int32_t from, std::int32_t to) {
+        float const* heights = grid.cells + grid.rowStart(y);
         double const base = plane.h0 + plane.slopeY * (y - c[0].y);
         bool const cornerRow = y == c[0].y || y == c[1].y || y == c[2].y;
         for (std::int32_t x = from; x <= to; ++x) {
-            if (isHole(types[x])) {
+            float const height = heights[ScanGrid::column(x)];
+            if (std::isnan(height)) {
                 found.coversHole = true;
                 continue;
             }
-            double const error = std::abs(static_cast<double>(heights[x]) - (base + plane.slopeX * (x - c[0].x)));
+            double const error = std::abs(static_cast<double>(height) - (base + plane.slopeX * (x - c[0].x)));
             if (error > found.error && !(cornerRow && std::ranges::find(c, GridPoint{x, y}) != c.end())) {
                 found.error = error;
                 found.worst = {x, y};
             }
         }
-    }
+        return true;
+    });
     return found;
 }
 
-bool cellWithinError(ScanGrid const& grid, std::array<GridPoint, 3> const& c, GridPoint cell, double maxError) {
+double cellExcess(ScanGrid const& grid, std::array<GridPoint, 3> const& c, GridPoint cell, double maxError) {
     Plane const plane = planeOf(grid, c, maxError);
     double const base = plane.h0 + plane.slopeY * (cell.y - c[0].y);
-    return std::abs(grid.height(cell) - (base + plane.slopeX * (cell.x - c[0].x))) <= plane.threshold;
+    return std::abs(grid.height(cell) - (base + plane.slopeX * (cell.x - c[0].x))) - plane.threshold;
 }
 
 bool withinError(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
     Plane const plane = planeOf(grid, c, maxError);
-    for (std::int32_t y = plane.yLow; y <= plane.yHigh; ++y) {
-        auto const [from, to] = span(grid, c, y);
-        std::size_t const row = grid.rowStart(y);
+    bool within = true;
+    forEachSpan(grid, c, [&](std::int32_t y, std::int32_t from, std::int32_t to) {
+        float const* heights = grid.cells + grid.rowStart(y);
         double const base = plane.h0 + plane.slopeY * (y - c[0].y);
-        for (std::int32_t x = from; x <= to; ++x) {
-            if (isHole(grid.types[row + static_cast<std::size_t>(x)]) ||
-                std::abs(static_cast<double>(grid.heights[row + static_cast<std::size_t>(x)]) -
-                         (base + plane.slopeX * (x - c[0].x))) > plane.threshold) {
-                return false;
-            }
+        for (std::int32_t x = from; within && x <= to; ++x) {
+            double const height = heights[ScanGrid::column(x)]; // NaN at a hole fails the comparison
+            within = std::abs(height - (base + plane.slopeX * (x - c[0].x))) <= plane.threshold;
         }
-    }
-    return true;
+        return within;
+    });
+    return within;
 }
 
 } // namespace rastrum_host

@@ -2,11 +2,6 @@
 
 namespace rastrum_host {
 
-std::int64_t orientation(GridPoint a, GridPoint b, GridPoint c) {
-    return (static_cast<std::int64_t>(b.x) - a.x) * (static_cast<std::int64_t>(c.y) - a.y) -
-           (static_cast<std::int64_t>(b.y) - a.y) * (static_cast<std::int64_t>(c.x) - a.x);
-}
-
 bool inCircle(GridPoint a, GridPoint b, GridPoint c, GridPoint d) {
     // Fourth powers of coordinate differences outgrow 64 bits past 2^15 cells.
     __extension__ using Wide = __int128;

@@ -14,7 +14,10 @@ struct GridPoint {
 };
 
 // Twice the signed area of abc, positive when counter-clockwise; exact.
-std::int64_t orientation(GridPoint a, GridPoint b, GridPoint c);
+inline std::int64_t orientation(GridPoint a, GridPoint b, GridPoint c) {
+    return (static_cast<std::int64_t>(b.x) - a.x) * (static_cast<std::int64_t>(c.y) - a.y) -
+           (static_cast<std::int64_t>(b.y) - a.y) * (static_cast<std::int64_t>(c.x) - a.x);
+}
 // Whether d lies strictly inside the circle through a, b, c (counter-clockwise); exact.
 bool inCircle(GridPoint a, GridPoint b, GridPoint c, GridPoint d);
 

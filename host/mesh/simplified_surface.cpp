@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <exception>
 #include <limits>
-#include <queue>
+#include <numeric>
 #include <future>
+#include <utility>
 #include <vector>
 
 #include "core/errors.hpp"
@@ -20,12 +22,43 @@
 namespace rastrum_host {
 namespace {
 
-// A queue entry, small for the heap's sake; stale once its face is scanned anew.
-struct Candidate {
-    double error; // infinite for a face that covers a hole
-    std::uint32_t face;
-    std::uint32_t stamp;
-    bool operator<(Candidate const& other) const { return error < other.error; }
+// A queue entry: the face's error rounded to float, whose bits order as the
+// numbers do, over the face; stale once the face is scanned anew to another.
+using Candidate = std::uint64_t;
+constexpr Candidate NoCandidate = std::numeric_limits<Candidate>::max(); // what no error rounds to
+
+Candidate candidateOf(double error, std::uint32_t face) {
+    return std::uint64_t{std::bit_cast<std::uint32_t>(static_cast<float>(error))} << 32 | face;
+}
+
+// Candidates by octave of their error, the largest octave first and the
+// latest candidate first within one: close to worst first, and the faces
+// an insertion just made, which lie side by side, come next while their
+// cells are still cached.
+class OctaveQueue {
+public:
+    bool empty() {
+        while (top_ > 0 && octaves_[top_].empty()) {
+            --top_;
+        }
+        return octaves_[top_].empty();
+    }
+    static std::size_t octave(Candidate c) { return c >> 55; } // the float's exponent
+    // The largest octave queued; call after empty().
+    std::size_t top() const { return top_; }
+    Candidate pop() {
+        Candidate const c = octaves_[top_].back();
+        octaves_[top_].pop_back();
+        return c;
+    }
+    void push(Candidate c) {
+        octaves_[octave(c)].push_back(c);
+        top_ = std::max(top_, octave(c));
+    }
+
+private:
+    std::array<std::vector<Candidate>, 256> octaves_;
+    std::size_t top_ = 0;
 };
 
 // The faces of the parts refined on their own, over vertices numbered once:
@@ -131,56 +164,105 @@ public:
     }
 
 private:
-    // Greedy refinement: the data cell farthest from its face's plane goes in
-    // next, until every face is close enough and off holes.
+    // Greedy refinement: the data cell farthest from its face's plane, among
+    // the faces whose error is of the largest octave, goes in next, until
+    // every face is close enough and off holes.
     void refine() {
         for (std::uint32_t t = 0; t < triangulation_.triangles(); ++t) {
             scan(t);
         }
         std::vector<std::uint32_t> changed;
-        while (!queue_.empty()) {
-            Candidate const worst = queue_.top();
-            queue_.pop();
-            if (state_[worst.face].stamp != worst.stamp) {
+        for (;;) {
+            bool const queued = !queue_.empty();
+            if (!unscanned_.empty() && (!queued || queue_.top() < unscannedOctave_)) {
+                scanChanged();
+                continue;
+            }
+            if (!queued) {
+                break;
+            }
+            Candidate const worst = queue_.pop();
+            auto const face = static_cast<std::uint32_t>(worst);
+            if (state_[face].queued != worst) {
                 continue; // the face changed since
             }
             changed.clear();
             inserted_.push_back(triangulation_.vertices());
-            triangulation_.insert(state_[worst.face].worst, worst.face, changed);
-            std::ranges::sort(changed);
-            auto const [end, last] = std::ranges::unique(changed);
-            changed.erase(end, last);
+            triangulation_.insert(state_[face].worst, face, changed);
             for (std::uint32_t t : changed) {
-                scan(t);
+                FaceState& state = stateOf(t);
+                state.queued = NoCandidate;
+                if (!state.unscanned) {
+                    state.unscanned = true;
+                    unscanned_.push_back(t);
+                }
             }
+            unscannedOctave_ = std::max(unscannedOctave_, OctaveQueue::octave(worst));
         }
     }
 
+    // Scans the faces insertions changed since the last time, once each
+    // however often they changed.
+    void scanChanged() {
+        for (std::uint32_t t : unscanned_) {
+            scan(t);
+        }
+        unscanned_.clear();
+        unscannedOctave_ = 0;
+    }
+
     // Removes refinement vertices that the bound no longer needs: a vertex
-    // moves onto a neighbour when every face of the resulting fan keeps its
-    // orientation, its cells within the error and no hole.
+    // moves onto one of the two neighbours nearest it in height, the one
+    // whose fan leaves its own cell closer to the surface, when every face of
+    // that fan keeps its orientation, its cells within the error and no hole.
+    // Trying every neighbour leaves a sixth fewer triangles for about a tenth
+    // more time in all.
     void decimate() {
         triangulation_.indexVertices();
         std::vector<std::uint32_t> star;
+        std::vector<GridPoint> ring;
         for (std::uint32_t v : inserted_) {
             triangulation_.star(v, star);
             bool const nearHole = std::ranges::any_of(star, [&](std::uint32_t h) { return state_[h / 3].coversHole; });
             if (star.empty() || nearHole) {
                 continue;
             }
-            for (std::size_t j = 0; j < star.size(); ++j) {
-                if (fanFits(star, j)) {
-                    triangulation_.collapse(star, j);
-                    break;
-                }
+            ring.clear();
+            for (std::uint32_t h : star) {
+                ring.push_back(triangulation_.point(triangulation_.corner(GridTriangulation::next(h))));
+            }
+            GridPoint const cell = triangulation_.point(v);
+            auto const [first, second] = nearestInHeight(ring, grid_.height(cell));
+            double const excessFirst = vertexExcess(ring, cell, first), excessSecond = vertexExcess(ring, cell, second);
+            std::size_t const onto = excessSecond < excessFirst ? second : first;
+            if (std::min(excessFirst, excessSecond) <= 0.0 && fanWithinError(ring, onto)) {
+                triangulation_.collapse(star, onto);
             }
         }
+    }
+
+    // The two cells of the ring nearest the height, nearest first.
+    std::pair<std::size_t, std::size_t> nearestInHeight(std::vector<GridPoint> const& ring, double height) const {
+        std::array<std::size_t, 2> nearest{0, 0};
+        std::array<double, 2> gaps{std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()};
+        for (std::size_t j = 0; j < ring.size(); ++j) {
+            double const gap = std::abs(grid_.height(ring[j]) - height);
+            if (gap < gaps[0]) {
+                nearest = {j, nearest[0]};
+                gaps = {gap, gaps[0]};
+            } else if (gap < gaps[1]) {
+                nearest[1] = j;
+                gaps[1] = gap;
+            }
+        }
+        return {nearest[0], nearest[1]};
     }
 
     struct FaceState {
         GridPoint worst{};
         bool coversHole = false;
-        std::uint32_t stamp = 0; // which scan the face's queue entry belongs to
+        Candidate queued = NoCandidate; // the face's entry in the queue
+        bool unscanned = false;         // changed since its last scan
     };
 
     static constexpr std::int32_t SeedSpacing = 16;
@@ -208,45 +290,56 @@ private:
                 triangulation_.point(triangulation_.corner(3 * t + 2))};
     }
 
-    // Finds the face's data cell farthest from its plane and queues the face
-    // when that cell is too far, or when the face covers a hole.
-    void scan(std::uint32_t t) {
+    FaceState& stateOf(std::uint32_t t) {
         if (state_.size() <= t) {
             state_.resize(std::max<std::size_t>(t + 1, 2 * state_.size()));
         }
+        return state_[t];
+    }
+
+    // Finds the face's data cell farthest from its plane and queues the face
+    // when that cell is too far, or when the face covers a hole.
+    void scan(std::uint32_t t) {
         FaceFinding const found = worstCell(grid_, cornersOf(t), maxError_);
-        FaceState& state = state_[t];
-        state = {found.worst, found.coversHole, ++stamps_};
+        FaceState& state = stateOf(t);
+        state = {found.worst, found.coversHole, NoCandidate, false};
         if (found.error >= 0.0 && (found.coversHole || found.error > found.threshold)) {
-            queue_.push({found.coversHole ? std::numeric_limits<double>::infinity() : found.error, t, stamps_});
+            state.queued = candidateOf(found.coversHole ? std::numeric_limits<double>::infinity() : found.error, t);
+            queue_.push(state.queued);
         }
     }
 
-    // Whether moving the star's vertex onto the end of star edge j leaves every
-    // face of the fan counter-clockwise, within the error and off holes.
-    bool fanFits(std::vector<std::uint32_t> const& star, std::size_t j) const {
-        std::size_t const k = star.size();
-        GridPoint const u = triangulation_.point(triangulation_.corner(GridTriangulation::next(star[j])));
-        auto const fanFace = [&](std::size_t i) {
-            std::uint32_t const h = star[(j + i) % k];
-            return std::array{u, triangulation_.point(triangulation_.corner(GridTriangulation::next(h))),
-                              triangulation_.point(triangulation_.corner(GridTriangulation::prev(h)))};
-        };
-        // The face that gets the vertex's own cell, first checked there: most moves fail on it.
-        GridPoint const v = triangulation_.point(triangulation_.corner(star[0]));
-        for (std::size_t i = 1; i + 1 < k; ++i) {
-            auto const c = fanFace(i);
+    // Face i of the fan that moving a vertex onto ring[j] leaves, for the
+    // ring of its neighbours in the order of its star.
+    static std::array<GridPoint, 3> fanFace(std::vector<GridPoint> const& ring, std::size_t j, std::size_t i) {
+        std::size_t const k = ring.size();
+        std::size_t const at = j + i < k ? j + i : j + i - k;
+        return {ring[j], ring[at], ring[at + 1 < k ? at + 1 : 0]};
+    }
+
+    // By how much the vertex's own cell misses the error bound over the fan
+    // faces that get it once the vertex moves onto ring[j]; infinite when a
+    // face of that fan would turn clockwise or flat.
+    double vertexExcess(std::vector<GridPoint> const& ring, GridPoint v, std::size_t j) const {
+        double excess = -std::numeric_limits<double>::infinity();
+        for (std::size_t i = 1; i + 1 < ring.size(); ++i) {
+            auto const c = fanFace(ring, j, i);
             if (orientation(c[0], c[1], c[2]) <= 0) {
-                return false;
+                return std::numeric_limits<double>::infinity();
             }
             bool const holdsVertex =
                 orientation(c[0], c[1], v) >= 0 && orientation(c[1], c[2], v) >= 0 && orientation(c[2], c[0], v) >= 0;
-            if (holdsVertex && !cellWithinError(grid_, c, v, maxError_)) {
-                return false;
+            if (holdsVertex) {
+                excess = std::max(excess, cellExcess(grid_, c, v, maxError_));
             }
         }
-        for (std::size_t i = 1; i + 1 < k; ++i) {
-            if (!withinError(grid_, fanFace(i), maxError_)) {
+        return excess;
+    }
+
+    // Whether every face of that fan keeps its cells within the error and off holes.
+    bool fanWithinError(std::vector<GridPoint> const& ring, std::size_t j) const {
+        for (std::size_t i = 1; i + 1 < ring.size(); ++i) {
+            if (!withinError(grid_, fanFace(ring, j, i), maxError_)) {
                 return false;
             }
         }
@@ -257,8 +350,9 @@ private:
     double maxError_;
     GridTriangulation triangulation_;
     std::vector<FaceState> state_;
-    std::priority_queue<Candidate> queue_;
-    std::uint32_t stamps_ = 0;
+    OctaveQueue queue_;
+    std::vector<std::uint32_t> unscanned_;
+    std::size_t unscannedOctave_ = 0; // the largest octave of the faces whose insertions changed them
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
@@ -278,17 +372,43 @@ bool allData(ScanGrid const& grid, std::int32_t column) {
     return true;
 }
 
+// The column that splits the refinement's work about evenly, judged on every
+// fourth row by the square root of each cell's curvature, to which the
+// density of vertices needed is about proportional; kept to the middle half.
+std::int32_t balancedSeam(ScanGrid const& grid) {
+    std::vector<double> work(static_cast<std::size_t>(grid.columns), 0.0);
+    for (std::int32_t y = 1; y + 1 < grid.rows; y += 4) {
+        for (std::int32_t x = 1; x + 1 < grid.columns; ++x) {
+            double const h = grid.height({x, y});
+            double const curvature = std::abs(grid.height({x - 1, y}) - 2.0 * h + grid.height({x + 1, y})) +
+                                     std::abs(grid.height({x, y - 1}) - 2.0 * h + grid.height({x, y + 1}));
+            if (curvature >= 0.0) { // not at or beside a hole
+                work[static_cast<std::size_t>(x)] += std::sqrt(curvature);
+            }
+        }
+    }
+    double const half = std::accumulate(work.begin(), work.end(), 0.0) / 2.0;
+    std::int32_t seam = 0;
+    for (double sum = 0.0; seam < grid.columns && sum < half; ++seam) {
+        sum += work[static_cast<std::size_t>(seam)];
+    }
+    return std::clamp(seam, grid.columns / 4, 3 * grid.columns / 4);
+}
+
 } // namespace
 
 SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError, MeshSink& sink) {
     requireMeshableHeights(input);
     GridPlacement const placement = placementOf(input.georef, input.heights.height, input.source);
     auto const columns = static_cast<std::int32_t>(input.heights.width);
-    ScanGrid const grid{input.heights.values.data(), input.cellTypes.data(), columns,
-                        static_cast<std::int32_t>(input.heights.height), placement.northUp, placement, 0, columns - 1};
-    // Two halves refined at once along the middle column, when it is all data:
-    // its profile, simplified first, gives both halves the same corners there.
-    std::int32_t const seam = columns / 2;
+    auto const rows = static_cast<std::int32_t>(input.heights.height);
+    CellBlocks const blocks(input.heights.values.data(), input.cellTypes.data(), columns, rows, placement.northUp);
+    ScanGrid const grid{blocks.cells(), blocks.rowOfBlocks(), columns, rows, placement, 0, columns - 1};
+    // Two halves refined at once along a column of data cells, which splits
+    // their work about evenly or else lies in the middle: its profile,
+    // simplified first, gives both halves the same corners there.
+    std::int32_t const balanced = balancedSeam(grid);
+    std::int32_t const seam = allData(grid, balanced) ? balanced : columns / 2;
     if (columns >= 16 && allData(grid, seam)) {
         auto const west = hullCorners(grid, 0, seam), east = hullCorners(grid, seam, columns - 1);
         if (west.size() >= 3 && east.size() >= 3) {
