@@ -16,8 +16,9 @@ struct FacePlane {
 };
 
 // Scans a face block by block, a whole 4 x 4 block of cells at once, for
-// faces that span fewer than BlockScanReach columns and rows (lane
-// arithmetic is 32-bit); the results are those of a scan row by row.
+// faces that span fewer than BlockScanReach columns and rows (whose edge
+// areas stay below 2^31, exact in the lanes); the results are those of a
+// scan row by row.
 constexpr std::int32_t BlockScanReach = 1 << 14;
 void worstCellByBlocks(ScanGrid const& grid, std::array<GridPoint, 3> const& corners, FacePlane const& plane,
                        FaceFinding& found);
