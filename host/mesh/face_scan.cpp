@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "core/raster.hpp"
+#include "mesh/block_scan.hpp"
 
 namespace rastrum_host {
 
@@ -30,17 +31,9 @@ CellBlocks::CellBlocks(float const* heights, std::uint8_t const* types, std::int
 
 namespace {
 
-// The plane through the corners' heights, evaluated as a slope along each
-// row; the threshold is lowered by a bound on that rounding, so that no cell
-// is ever found close enough when it is not.
-struct Plane {
-    double h0;
-    double slopeX;
-    double slopeY;
-    double threshold;
-};
-
-Plane planeOf(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
+// The threshold is lowered so far that no cell is ever found close enough
+// when it is not.
+FacePlane planeOf(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
     double const h0 = grid.height(c[0]);
     double const dh1 = grid.height(c[1]) - h0, dh2 = grid.height(c[2]) - h0; // exact: differences of floats
     auto const x1 = static_cast<double>(c[1].x - c[0].x), y1 = static_cast<double>(c[1].y - c[0].y);
@@ -52,6 +45,13 @@ Plane planeOf(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double ma
     double const reach = std::abs(h0) + std::abs(dh1) + std::abs(dh2) + std::abs(slopeX) * (xHigh - xLow) +
                          std::abs(slopeY) * (yHigh - yLow);
     return {h0, slopeX, slopeY, maxError - 16.0 * std::numeric_limits<double>::epsilon() * reach};
+}
+
+// Whether the face is scanned by blocks rather than row by row.
+bool byBlocks(std::array<GridPoint, 3> const& c) {
+    auto const [xLow, xHigh] = std::minmax({c[0].x, c[1].x, c[2].x});
+    auto const [yLow, yHigh] = std::minmax({c[0].y, c[1].y, c[2].y});
+    return scanPath() != ScanPath::Rows && xHigh - xLow < BlockScanReach && yHigh - yLow < BlockScanReach;
 }
 
 // The quotient rounded down, for a positive divisor.
@@ -102,8 +102,12 @@ void forEachSpan(ScanGrid const& grid, std::array<GridPoint, 3> const& c, Visit&
 } // namespace
 
 FaceFinding worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
-    Plane const plane = planeOf(grid, c, maxError);
+    FacePlane const plane = planeOf(grid, c, maxError);
     FaceFinding found{-1.0, plane.threshold, {}, false};
+    if (byBlocks(c)) {
+        worstCellByBlocks(grid, c, plane, found);
+        return found;
+    }
     forEachSpan(grid, c, [&](std::int32_t y, std::int32_t from, std::int32_t to) {
         float const* heights = grid.cells + grid.rowStart(y);
         double const base = plane.h0 + plane.slopeY * (y - c[0].y);
@@ -126,13 +130,16 @@ FaceFinding worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& c, d
 }
 
 double cellExcess(ScanGrid const& grid, std::array<GridPoint, 3> const& c, GridPoint cell, double maxError) {
-    Plane const plane = planeOf(grid, c, maxError);
+    FacePlane const plane = planeOf(grid, c, maxError);
     double const base = plane.h0 + plane.slopeY * (cell.y - c[0].y);
     return std::abs(grid.height(cell) - (base + plane.slopeX * (cell.x - c[0].x))) - plane.threshold;
 }
 
 bool withinError(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
-    Plane const plane = planeOf(grid, c, maxError);
+    FacePlane const plane = planeOf(grid, c, maxError);
+    if (byBlocks(c)) {
+        return withinErrorByBlocks(grid, c, plane);
+    }
     bool within = true;
     forEachSpan(grid, c, [&](std::int32_t y, std::int32_t from, std::int32_t to) {
         float const* heights = grid.cells + grid.rowStart(y);

@@ -60,6 +60,14 @@ struct FaceFinding {
     bool coversHole;
 };
 
+// How faces are scanned: row by row, or by blocks of cells in the lanes of
+// an instruction set; every way finds the same. The widest this processor
+// runs is used unless told otherwise.
+enum class ScanPath { Rows, Blocks, Avx2Blocks, Avx512Blocks };
+ScanPath widestScanPath();
+ScanPath scanPath();
+void useScanPath(ScanPath path); // held to the widest this processor runs
+
 // Scans the cells inside the counter-clockwise triangle or on its edges.
 FaceFinding worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& corners, double maxError);
 // By how much a data cell of the triangle misses the error bound of its

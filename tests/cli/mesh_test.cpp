@@ -5,12 +5,15 @@
 #include <array>
 #include <cmath>
 #include <fstream>
+#include <random>
 #include <set>
+#include <tuple>
 #include <string>
 #include <vector>
 
 #include "cli_support.hpp"
 #include "io/raster_reader.hpp"
+#include "mesh/face_scan.hpp"
 #include "mesh/grid_triangulation.hpp"
 #include "mesh/surface.hpp"
 
@@ -191,6 +194,67 @@ TEST(MeshSimplified, StaysWithinTheErrorOffHolesAndOnTheOutline) {
         ASSERT_NE(scene, nullptr) << importer.GetErrorString();
         EXPECT_EQ(scene->mMeshes[0]->mNumFaces, mesh.triangles.size());
     }
+}
+
+// Scans by blocks in every instruction set this processor runs find what
+// scans row by row find, face by face (whole heights, holes, scans held to a
+// window of columns) and for whole simplified surfaces.
+TEST(FaceScan, EveryPathFindsWhatRowScansFind) {
+    using rastrum_host::GridPoint, rastrum_host::ScanPath;
+    std::int32_t const columns = 70, rows = 50;
+    std::mt19937 random(7);
+    std::vector<float> heights;
+    std::vector<std::uint8_t> types;
+    for (std::int32_t i = 0; i < columns * rows; ++i) {
+        heights.push_back(static_cast<float>(1000 + i % columns / 4 + static_cast<int>(random() % 6))); // many equal errors
+        types.push_back(random() % 40 == 0 ? 1 : 0);
+    }
+    rastrum_host::CellBlocks const blocks(heights.data(), types.data(), columns, rows, false);
+    auto const scanAll = [&](ScanPath path) {
+        rastrum_host::useScanPath(path);
+        std::mt19937 faces(11);
+        std::vector<std::tuple<double, double, std::int32_t, std::int32_t, bool, bool, double>> found;
+        for (int n = 0; n < 3000; ++n) {
+            auto const from = static_cast<std::int32_t>(faces() % 3 == 0 ? faces() % 30 : 0);
+            rastrum_host::ScanGrid const grid{blocks.cells(), blocks.rowOfBlocks(), columns, rows, {}, from, columns - 1 - from / 2};
+            auto const reach = static_cast<std::int32_t>(faces() % 2 == 0 ? 8 : columns);
+            std::array<GridPoint, 3> c{};
+            for (auto& p : c) {
+                p = {static_cast<std::int32_t>(faces() % static_cast<unsigned>(std::min(reach, columns))),
+                     static_cast<std::int32_t>(faces() % static_cast<unsigned>(std::min(reach, rows)))};
+            }
+            if (rastrum_host::orientation(c[0], c[1], c[2]) < 0) {
+                std::swap(c[1], c[2]);
+            }
+            if (rastrum_host::orientation(c[0], c[1], c[2]) == 0 || !grid.isData(c[0]) || !grid.isData(c[1]) ||
+                !grid.isData(c[2])) {
+                continue;
+            }
+            double const maxError = 1.0 + static_cast<double>(faces() % 400) / 100.0;
+            auto const f = rastrum_host::worstCell(grid, c, maxError);
+            found.emplace_back(f.error, f.threshold, f.worst.x, f.worst.y, f.coversHole,
+                               rastrum_host::withinError(grid, c, maxError), rastrum_host::cellExcess(grid, c, c[0], maxError));
+        }
+        return found;
+    };
+    TempFolder folder;
+    writeRaster(folder / "dem.tif", terrain(40, 30));
+    auto const input = rastrum_host::readHeights(folder / "dem.tif", {});
+    auto const surface = [&](ScanPath path) {
+        rastrum_host::useScanPath(path);
+        return rastrum_host::computeSimplifiedSurface(input, 1.0).triangles;
+    };
+    auto const byRows = scanAll(ScanPath::Rows);
+    auto const meshByRows = surface(ScanPath::Rows);
+    ASSERT_GT(std::ranges::count_if(byRows, [](auto const& f) { return std::get<5>(f); }), 100);
+    ASSERT_GT(std::ranges::count_if(byRows, [](auto const& f) { return std::get<4>(f); }), 100);
+    for (auto const path : {ScanPath::Blocks, ScanPath::Avx2Blocks, ScanPath::Avx512Blocks}) {
+        if (path <= rastrum_host::widestScanPath()) {
+            EXPECT_EQ(scanAll(path), byRows) << static_cast<int>(path);
+            EXPECT_EQ(surface(path), meshByRows) << static_cast<int>(path);
+        }
+    }
+    rastrum_host::useScanPath(rastrum_host::widestScanPath());
 }
 
 // Every cell of a small grid goes in, most of them on edges and cocircular

@@ -1,0 +1,210 @@
+// The block scans, included once per instruction set inside a region built
+// for it and a namespace of its own, after Width (doubles a vector holds) and
+// the lane tables: vector comparisons are built for the target of the
+// function they are written in, before any inlining, so the kernel's text
+// must lie inside that region. No include guard, for that reason.
+
+template <std::size_t W>
+struct Lanes {
+    typedef double Doubles __attribute__((vector_size(8 * W)));
+    typedef std::int64_t Masks __attribute__((vector_size(8 * W)));
+    typedef float Floats __attribute__((vector_size(4 * W)));
+};
+
+template <class V, class T>
+[[gnu::always_inline]] inline void load(V& v, T const* from) {
+    std::memcpy(&v, from, sizeof v);
+}
+
+// A face scanned over a block's 16 cells, row by row, in N vectors of W
+// lanes. The helpers are inlined into functions built for one instruction
+// set each, and pass vectors by reference. Edge areas are whole numbers
+// below 2^31 for faces within BlockScanReach, so doubles hold them exactly.
+template <std::size_t W>
+struct BlockFace {
+    using Doubles = typename Lanes<W>::Doubles;
+    using Masks = typename Lanes<W>::Masks;
+    static constexpr std::size_t N = 16 / W;
+
+    // Per edge and vector: twice the signed area the edge makes with the
+    // lane's cell, less that with the block's first cell; the sum is not
+    // negative inside the face.
+    std::array<std::array<Doubles, N>, 3> steps;
+    std::array<GridPoint, 3> corners;
+    double xFrom, xTo; // the columns looked at
+    std::int32_t bxFrom, bxTo, byFrom, byTo;
+
+    [[gnu::always_inline]] void setUp(ScanGrid const& grid, std::array<GridPoint, 3> const& c) {
+        corners = c;
+        for (std::size_t j = 0; j < N; ++j) {
+            Doubles x, y;
+            load(x, LaneX.data() + j * W);
+            load(y, LaneY.data() + j * W);
+            for (std::size_t k = 0; k < 3; ++k) {
+                GridPoint const a = c[k], b = c[(k + 1) % 3];
+                steps[k][j] = static_cast<double>(b.x - a.x) * y - static_cast<double>(b.y - a.y) * x;
+            }
+        }
+        std::int32_t const from = std::max(std::min({c[0].x, c[1].x, c[2].x}), grid.scanFrom);
+        std::int32_t const to = std::min(std::max({c[0].x, c[1].x, c[2].x}), grid.scanTo);
+        xFrom = from;
+        xTo = to;
+        bxFrom = from >> 2;
+        bxTo = to >> 2;
+        byFrom = std::min({c[0].y, c[1].y, c[2].y}) >> 2;
+        byTo = std::max({c[0].y, c[1].y, c[2].y}) >> 2;
+    }
+
+    // Each edge's area with the first cell of the block at (x0, y0).
+    [[gnu::always_inline]] void firstAreas(std::array<double, 3>& first, std::int32_t x0, std::int32_t y0) const {
+        for (std::size_t k = 0; k < 3; ++k) {
+            GridPoint const a = corners[k], b = corners[(k + 1) % 3];
+            first[k] = static_cast<double>((b.x - a.x) * (y0 - a.y) - (b.y - a.y) * (x0 - a.x));
+        }
+    }
+
+    // All ones in the lanes of vector j of the block at column x0 whose
+    // cells lie inside the face or on its edges, within the columns looked at.
+    [[gnu::always_inline]] void inside(Masks& in, std::array<double, 3> const& first, std::int32_t x0,
+                                       std::size_t j) const {
+        Doubles xs;
+        load(xs, LaneX.data() + j * W);
+        xs += static_cast<double>(x0);
+        in = (xs >= xFrom) & (xs <= xTo) & (first[0] + steps[0][j] >= 0.0) & (first[1] + steps[1][j] >= 0.0) &
+             (first[2] + steps[2][j] >= 0.0);
+    }
+
+    // The heights of vector j of the block at (bx, by) and each lane's
+    // distance to the plane, evaluated as the row scans do: the row's base
+    // first, then along the row.
+    [[gnu::always_inline]] void errors(Doubles& heights, Doubles& error, ScanGrid const& grid, FacePlane const& p,
+                                       std::int32_t bx, std::int32_t by, std::size_t j) const {
+        typename Lanes<W>::Floats block;
+        load(block, grid.cells + static_cast<std::size_t>(by) * grid.rowOfBlocks + static_cast<std::size_t>(bx) * 16 +
+                        j * W);
+        heights = __builtin_convertvector(block, Doubles);
+        Doubles x, y;
+        load(x, LaneX.data() + j * W);
+        load(y, LaneY.data() + j * W);
+        Doubles const base = p.h0 + p.slopeY * (static_cast<double>(4 * by - corners[0].y) + y);
+        Doubles const gap = heights - (base + p.slopeX * (static_cast<double>(4 * bx - corners[0].x) + x));
+        Masks bits;
+        std::memcpy(&bits, &gap, sizeof bits);
+        bits &= std::numeric_limits<std::int64_t>::max(); // the absolute value
+        std::memcpy(&error, &bits, sizeof error);
+    }
+};
+
+template <class V>
+[[gnu::always_inline]] inline bool anyLane(V const& m) {
+    std::int64_t any = 0;
+    for (std::size_t l = 0; l < sizeof m / sizeof any; ++l) {
+        any |= m[l];
+    }
+    return any != 0;
+}
+
+template <std::size_t W>
+[[gnu::always_inline]] inline void worstCellKernel(ScanGrid const& grid, std::array<GridPoint, 3> const& c,
+                                                   FacePlane const& plane, FaceFinding& found) {
+    using Face = BlockFace<W>;
+    using Doubles = typename Face::Doubles;
+    using Masks = typename Face::Masks;
+    Face face;
+    face.setUp(grid, c);
+    std::array<Masks, 3> cornerKeys;
+    for (std::size_t k = 0; k < 3; ++k) {
+        cornerKeys[k] = Masks{} + keyOf(c[k].x, c[k].y);
+    }
+    std::array<Doubles, Face::N> best;
+    std::array<Masks, Face::N> bestKey;
+    for (std::size_t j = 0; j < Face::N; ++j) {
+        best[j] = Doubles{} - 1.0;
+        bestKey[j] = Masks{} + std::numeric_limits<std::int64_t>::max();
+    }
+    Masks holes{};
+    std::array<double, 3> first{};
+    // One loop over the blocks, row by row: fewer hard-to-predict loop ends.
+    std::int32_t const blocks = (face.bxTo - face.bxFrom + 1) * (face.byTo - face.byFrom + 1);
+    for (std::int32_t n = 0, bx = face.bxFrom, by = face.byFrom; n < blocks; ++n) {
+        face.firstAreas(first, 4 * bx, 4 * by);
+        for (std::size_t j = 0; j < Face::N; ++j) {
+            Masks in, key;
+            Doubles heights, error;
+            face.inside(in, first, 4 * bx, j);
+            face.errors(heights, error, grid, plane, bx, by, j);
+            Masks const data = heights == heights;
+            holes |= in & ~data;
+            load(key, LaneKey.data() + j * W);
+            key += keyOf(4 * bx, 4 * by);
+            in &= data & ~((key == cornerKeys[0]) | (key == cornerKeys[1]) | (key == cornerKeys[2]));
+            error = in ? error : Doubles{} - 1.0;
+            Masks const better = error > best[j]; // the first of equals in row order stays
+            best[j] = better ? error : best[j];
+            bestKey[j] = better ? key : bestKey[j];
+        }
+        bool const wrap = bx == face.bxTo;
+        by += wrap ? 1 : 0;
+        bx = wrap ? face.bxFrom : bx + 1;
+    }
+    // The largest error, then the first cell in row order that has it,
+    // without branches: which lane wins is hard to predict.
+    Doubles top = best[0];
+    for (std::size_t j = 1; j < Face::N; ++j) {
+        top = best[j] > top ? best[j] : top;
+    }
+    double largest = top[0];
+    std::int64_t hole = holes[0];
+    for (std::size_t l = 1; l < W; ++l) {
+        largest = std::max(largest, top[l]);
+        hole |= holes[l];
+    }
+    Masks earliest = Masks{} + std::numeric_limits<std::int64_t>::max();
+    for (std::size_t j = 0; j < Face::N; ++j) {
+        Masks const keyIfLargest = best[j] == largest ? bestKey[j] : earliest;
+        earliest = keyIfLargest < earliest ? keyIfLargest : earliest;
+    }
+    std::int64_t key = earliest[0];
+    for (std::size_t l = 1; l < W; ++l) {
+        key = std::min(key, earliest[l]);
+    }
+    found.coversHole = hole != 0;
+    found.error = largest;
+    if (found.error >= 0.0) {
+        found.worst = {static_cast<std::int32_t>(key % RowKey), static_cast<std::int32_t>(key / RowKey)};
+    }
+}
+
+template <std::size_t W>
+[[gnu::always_inline]] inline bool withinErrorKernel(ScanGrid const& grid, std::array<GridPoint, 3> const& c,
+                                                     FacePlane const& plane) {
+    using Face = BlockFace<W>;
+    Face face;
+    face.setUp(grid, c);
+    std::array<double, 3> first{};
+    for (std::int32_t by = face.byFrom; by <= face.byTo; ++by) {
+        typename Face::Masks outside{};
+        for (std::int32_t bx = face.bxFrom; bx <= face.bxTo; ++bx) {
+            face.firstAreas(first, 4 * bx, 4 * by);
+            for (std::size_t j = 0; j < Face::N; ++j) {
+                typename Face::Masks in;
+                typename Face::Doubles heights, error;
+                face.inside(in, first, 4 * bx, j);
+                face.errors(heights, error, grid, plane, bx, by, j);
+                outside |= in & !(error <= plane.threshold); // NaN at a hole fails
+            }
+        }
+        if (anyLane(outside)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& c, FacePlane const& plane, FaceFinding& found) {
+    worstCellKernel<Width>(grid, c, plane, found);
+}
+
+bool withinError(ScanGrid const& grid, std::array<GridPoint, 3> const& c, FacePlane const& plane) {
+    return withinErrorKernel<Width>(grid, c, plane);
+}
