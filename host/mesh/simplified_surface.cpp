@@ -8,6 +8,7 @@
 #include <exception>
 #include <limits>
 #include <numeric>
+#include <optional>
 #include <future>
 #include <utility>
 #include <vector>
@@ -356,10 +357,16 @@ private:
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
-// Simplifies both parts at once, the second on a thread of its own.
-void simplifyBoth(Refiner& first, Refiner& second) {
-    auto other = std::async(std::launch::async, [&] { second.simplify(); });
-    first.simplify(); // should it throw, the future waits for the other part as it goes
+// Seeds and simplifies both parts at once, the second on a thread of its own.
+void simplifyBoth(std::optional<Refiner>& first, std::optional<Refiner>& second, ScanGrid const& firstGrid,
+                  ScanGrid const& secondGrid, double maxError, std::vector<GridPoint> const& firstHull,
+                  std::vector<GridPoint> const& secondHull, std::vector<GridPoint> const& seam) {
+    auto other = std::async(std::launch::async, [&] {
+        second.emplace(secondGrid, maxError, secondHull, seam);
+        second->simplify();
+    });
+    first.emplace(firstGrid, maxError, firstHull, seam);
+    first->simplify(); // should it throw, the future waits for the other part as it goes
     other.get();
 }
 
@@ -373,8 +380,8 @@ bool allData(ScanGrid const& grid, std::int32_t column) {
 }
 
 // The column that splits the refinement's work about evenly, judged on every
-// fourth row by the square root of each cell's curvature, to which the
-// density of vertices needed is about proportional; kept to the middle half.
+// fourth row by each cell's curvature, to which the density of vertices a
+// Delaunay refinement needs is about proportional; kept to the middle half.
 std::int32_t balancedSeam(ScanGrid const& grid) {
     std::vector<double> work(static_cast<std::size_t>(grid.columns), 0.0);
     for (std::int32_t y = 1; y + 1 < grid.rows; y += 4) {
@@ -383,7 +390,7 @@ std::int32_t balancedSeam(ScanGrid const& grid) {
             double const curvature = std::abs(grid.height({x - 1, y}) - 2.0 * h + grid.height({x + 1, y})) +
                                      std::abs(grid.height({x, y - 1}) - 2.0 * h + grid.height({x, y + 1}));
             if (curvature >= 0.0) { // not at or beside a hole
-                work[static_cast<std::size_t>(x)] += std::sqrt(curvature);
+                work[static_cast<std::size_t>(x)] += curvature;
             }
         }
     }
@@ -416,11 +423,11 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
             ScanGrid westGrid = grid, eastGrid = grid;
             westGrid.scanTo = seam - 1;
             eastGrid.scanFrom = seam + 1;
-            Refiner westPart(westGrid, maxError, west, corners), eastPart(eastGrid, maxError, east, corners);
-            simplifyBoth(westPart, eastPart);
+            std::optional<Refiner> westPart, eastPart;
+            simplifyBoth(westPart, eastPart, westGrid, eastGrid, maxError, west, east, corners);
             JoinedSurface joined(grid, seam);
-            westPart.addTo(joined);
-            eastPart.addTo(joined);
+            westPart->addTo(joined);
+            eastPart->addTo(joined);
             return joined.emit(sink);
         }
     }
