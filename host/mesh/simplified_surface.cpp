@@ -61,47 +61,59 @@ private:
     std::size_t top_ = 0;
 };
 
-// The faces of the parts refined on their own, over vertices numbered once:
-// a seam cell both parts hold is one vertex.
-struct JoinedSurface {
-    JoinedSurface(ScanGrid const& scanned, std::int32_t column)
-        : grid(scanned), seam(column), seamNumbers(static_cast<std::size_t>(scanned.rows), GridTriangulation::None) {}
-
-    ScanGrid const& grid;
-    std::int32_t seam; // the shared column, or -1
+// A part's surviving faces off holes over its own vertices, numbered in the
+// order its faces first use them, with the normals its faces give them.
+struct PartSurface {
     std::vector<MeshPoint> positions;
+    std::vector<MeshPoint> normals;
+    std::vector<std::int32_t> seamRows; // per vertex: its row when it lies on the seam, else -1
     std::vector<std::array<std::uint32_t, 3>> triangles;
-    std::vector<std::uint32_t> seamNumbers;
+};
 
-    std::uint32_t number(GridPoint c) {
-        std::uint32_t none = GridTriangulation::None;
-        std::uint32_t& known = c.x == seam ? seamNumbers[static_cast<std::size_t>(c.y)] : none;
-        if (known == GridTriangulation::None) {
-            auto const& placement = grid.placement;
-            known = static_cast<std::uint32_t>(positions.size());
-            positions.push_back({placement.origin[0] + static_cast<double>(c.x) * placement.spacing[0],
-                                 placement.origin[1] + static_cast<double>(c.y) * placement.spacing[1], grid.height(c)});
+// The parts' faces over vertices numbered once: a seam cell both parts hold
+// is one vertex. Numbers, positions and normals are those of taking the
+// parts' faces one after the other: the second part's faces add to a seam
+// vertex's normal after the first part's.
+SurfaceCounts emitJoined(std::vector<PartSurface> const& parts, std::int32_t rows, MeshSink& sink) {
+    std::vector<MeshPoint> positions, normals;
+    std::vector<std::uint32_t> seamNumbers(static_cast<std::size_t>(rows), GridTriangulation::None);
+    std::vector<std::vector<std::uint32_t>> numbers(parts.size());
+    for (std::size_t k = 0; k < parts.size(); ++k) {
+        PartSurface const& part = parts[k];
+        for (std::size_t v = 0; v < part.positions.size(); ++v) {
+            std::int32_t const row = part.seamRows[v];
+            std::uint32_t none = GridTriangulation::None;
+            std::uint32_t& known = row >= 0 ? seamNumbers[static_cast<std::size_t>(row)] : none;
+            if (known == GridTriangulation::None) {
+                known = static_cast<std::uint32_t>(positions.size());
+                positions.push_back(part.positions[v]);
+                normals.push_back(row >= 0 ? MeshPoint{0.0, 0.0, 0.0} : part.normals[v]);
+            }
+            numbers[k].push_back(known);
         }
-        return known;
-    }
-
-    SurfaceCounts emit(MeshSink& sink) const {
-        std::vector<MeshPoint> normals(positions.size(), {0.0, 0.0, 0.0});
-        for (auto const& [a, b, c] : triangles) {
-            MeshPoint const n = areaNormal(positions[a], positions[b], positions[c]);
-            for (auto const v : {a, b, c}) {
-                addTo(normals[v], n);
+        // Seam vertices take their normals in the joined order of faces.
+        for (auto const& triangle : part.triangles) {
+            for (auto const v : triangle) {
+                if (part.seamRows[v] >= 0) {
+                    auto const& [a, b, c] = triangle;
+                    addTo(normals[numbers[k][v]], areaNormal(part.positions[a], part.positions[b], part.positions[c]));
+                }
             }
         }
-        for (std::size_t v = 0; v < positions.size(); ++v) {
-            sink.vertex(positions[v], unitNormal(normals[v]));
-        }
-        for (auto const& [a, b, c] : triangles) {
-            sink.triangle(a, b, c); // counter-clockwise in grid coordinates, whose axes point east and north
-        }
-        return {positions.size(), triangles.size()};
     }
-};
+    for (std::size_t v = 0; v < positions.size(); ++v) {
+        sink.vertex(positions[v], unitNormal(normals[v]));
+    }
+    std::size_t triangles = 0;
+    for (std::size_t k = 0; k < parts.size(); ++k) {
+        for (auto const& [a, b, c] : parts[k].triangles) {
+            // counter-clockwise in grid coordinates, whose axes point east and north
+            sink.triangle(numbers[k][a], numbers[k][b], numbers[k][c]);
+        }
+        triangles += parts[k].triangles.size();
+    }
+    return {positions.size(), triangles};
+}
 
 class Refiner {
 public:
@@ -144,9 +156,12 @@ public:
         decimate(); // some two fifths fewer triangles than refinement alone
     }
 
-    // Adds the surviving faces off holes to the joined surface.
-    void addTo(JoinedSurface& joined) const {
+    // The surviving faces off holes, their vertices and normals; `seam` is the
+    // column shared with another part, or -1.
+    PartSurface surface(std::int32_t seam) const {
+        PartSurface part;
         std::vector<std::uint32_t> numbers(triangulation_.vertices(), GridTriangulation::None);
+        auto const& placement = grid_.placement;
         for (std::uint32_t t = 0; t < triangulation_.triangles(); ++t) {
             if (!triangulation_.alive(t) || state_[t].coversHole) {
                 continue;
@@ -155,12 +170,25 @@ public:
             for (std::uint32_t k = 0; k < 3; ++k) {
                 std::uint32_t const v = triangulation_.corner(3 * t + k);
                 if (numbers[v] == GridTriangulation::None) {
-                    numbers[v] = joined.number(triangulation_.point(v));
+                    GridPoint const c = triangulation_.point(v);
+                    numbers[v] = static_cast<std::uint32_t>(part.positions.size());
+                    part.positions.push_back({placement.origin[0] + static_cast<double>(c.x) * placement.spacing[0],
+                                              placement.origin[1] + static_cast<double>(c.y) * placement.spacing[1],
+                                              grid_.height(c)});
+                    part.seamRows.push_back(c.x == seam ? c.y : -1);
                 }
                 triangle[k] = numbers[v];
             }
-            joined.triangles.push_back(triangle);
+            part.triangles.push_back(triangle);
         }
+        part.normals.assign(part.positions.size(), {0.0, 0.0, 0.0});
+        for (auto const& [a, b, c] : part.triangles) {
+            MeshPoint const n = areaNormal(part.positions[a], part.positions[b], part.positions[c]);
+            for (auto const v : {a, b, c}) {
+                addTo(part.normals[v], n);
+            }
+        }
+        return part;
     }
 
 private:
@@ -356,11 +384,22 @@ private:
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
-// Simplifies both parts at once, the second on a thread of its own.
-void simplifyBoth(Refiner& first, Refiner& second) {
-    auto other = std::async(std::launch::async, [&] { second.simplify(); });
-    first.simplify(); // should it throw, the future waits for the other part as it goes
+// Seeds, simplifies and extracts both parts at once, the second on a thread
+// of its own; the first part lies west of the seam.
+std::vector<PartSurface> simplifyBoth(ScanGrid const& westGrid, ScanGrid const& eastGrid, double maxError,
+                                      std::vector<GridPoint> const& westHull, std::vector<GridPoint> const& eastHull,
+                                      std::vector<GridPoint> const& seam) {
+    std::vector<PartSurface> parts(2);
+    auto other = std::async(std::launch::async, [&] {
+        Refiner east(eastGrid, maxError, eastHull, seam);
+        east.simplify();
+        parts[1] = east.surface(eastGrid.scanFrom - 1);
+    });
+    Refiner west(westGrid, maxError, westHull, seam);
+    west.simplify(); // should it throw, the future waits for the other part as it goes
+    parts[0] = west.surface(westGrid.scanTo + 1);
     other.get();
+    return parts;
 }
 
 bool allData(ScanGrid const& grid, std::int32_t column) {
@@ -373,8 +412,8 @@ bool allData(ScanGrid const& grid, std::int32_t column) {
 }
 
 // The column that splits the refinement's work about evenly, judged on every
-// fourth row by the square root of each cell's curvature, to which the
-// density of vertices needed is about proportional; kept to the middle half.
+// fourth row by each cell's curvature, to which the density of vertices a
+// Delaunay refinement needs is about proportional; kept to the middle half.
 std::int32_t balancedSeam(ScanGrid const& grid) {
     std::vector<double> work(static_cast<std::size_t>(grid.columns), 0.0);
     for (std::int32_t y = 1; y + 1 < grid.rows; y += 4) {
@@ -383,7 +422,7 @@ std::int32_t balancedSeam(ScanGrid const& grid) {
             double const curvature = std::abs(grid.height({x - 1, y}) - 2.0 * h + grid.height({x + 1, y})) +
                                      std::abs(grid.height({x, y - 1}) - 2.0 * h + grid.height({x, y + 1}));
             if (curvature >= 0.0) { // not at or beside a hole
-                work[static_cast<std::size_t>(x)] += std::sqrt(curvature);
+                work[static_cast<std::size_t>(x)] += curvature;
             }
         }
     }
@@ -416,12 +455,7 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
             ScanGrid westGrid = grid, eastGrid = grid;
             westGrid.scanTo = seam - 1;
             eastGrid.scanFrom = seam + 1;
-            Refiner westPart(westGrid, maxError, west, corners), eastPart(eastGrid, maxError, east, corners);
-            simplifyBoth(westPart, eastPart);
-            JoinedSurface joined(grid, seam);
-            westPart.addTo(joined);
-            eastPart.addTo(joined);
-            return joined.emit(sink);
+            return emitJoined(simplifyBoth(westGrid, eastGrid, maxError, west, east, corners), rows, sink);
         }
     }
     auto const hull = hullCorners(grid, 0, columns - 1);
@@ -430,9 +464,7 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
     }
     Refiner whole(grid, maxError, hull, {});
     whole.simplify();
-    JoinedSurface joined(grid, -1);
-    whole.addTo(joined);
-    return joined.emit(sink);
+    return emitJoined({whole.surface(-1)}, rows, sink);
 }
 
 } // namespace rastrum_host
