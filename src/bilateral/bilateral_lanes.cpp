@@ -93,6 +93,7 @@ public:
         auto const row = static_cast<std::size_t>(length_);
         values_.resize((ringRows_ + 1) * row);
         holes_.resize((ringRows_ + 1) * row);
+        holed_.resize(ringRows_ + 1);
         weights_.resize(arrays * row);
         neighbours_.reserve(window_.size());
     }
@@ -137,11 +138,33 @@ private:
             if (k > 0) {
                 fillRow(ringRows_, k, j, x0);
             }
-            weighRow(k, j, x0, columns);
-            if (j >= first) {
-                smoothRow(k, j, x0, columns);
+            if (windowHoled(k, j)) {
+                weighRow<true>(k, j, x0, columns);
+                if (j >= first) {
+                    smoothRow<true>(k, j, x0, columns);
+                }
+            } else {
+                weighRow<false>(k, j, x0, columns);
+                if (j >= first) {
+                    smoothRow<false>(k, j, x0, columns);
+                }
             }
         }
+    }
+
+    // Whether a row within half a window of row j, or the centre row, has an
+    // excluded cell in the strip: most windows have none, and their rows are
+    // weighed and summed without the exclusion masks.
+    bool windowHoled(std::int64_t k, std::int64_t j) const {
+        if (holed_[centreSlot(k, j)]) {
+            return true;
+        }
+        for (std::int64_t y = std::max<std::int64_t>(0, j - w_.half); y <= std::min(j + w_.half, f_.ny - 1); ++y) {
+            if (holed_[ringSlot(y)]) {
+                return true;
+            }
+        }
+        return false;
     }
 
     // Buffer position b holds column x0 - pad + b; columns outside the
@@ -171,12 +194,13 @@ private:
             }
         }
         std::copy(from + b, from + count, to + b);
-        simd::markMembers<W>(w_.excluded, f_.cellTypes + at, static_cast<std::uint64_t>(hi - lo), h + lo);
+        holed_[slot] = simd::markMembers<W>(w_.excluded, f_.cellTypes + at, static_cast<std::uint64_t>(hi - lo), h + lo);
     }
 
     // The weights of row j for the columns of the strip, and in layer 0 for
     // half a window beyond, where the pair weights of the strip's centres
     // lie too.
+    template <bool HOLES>
     [[gnu::always_inline]] void weighRow(std::int64_t k, std::int64_t j, std::int64_t x0, std::int64_t columns) {
         std::int64_t const reach = k == 0 ? w_.half : 0;
         std::int64_t const from = pad_ - reach;
@@ -190,7 +214,7 @@ private:
                 continue;
             }
             double* out = weights(k, j, k == 0 ? forwardIndex_[e] : e) + from;
-            exponents(out, centre, ringSlot(y), from, o.di, count, w_.spatial[e]);
+            exponents<HOLES>(out, centre, ringSlot(y), from, o.di, count, w_.spatial[e]);
             // Pairs with a cell outside the fragment take exp(0) first: the
             // difference to the padding's zeros would underflow, and an
             // underflowing exponential costs the processor a slow assist.
@@ -207,6 +231,7 @@ private:
     // -0.5 (dx² + dy²) / σs² - d² 0.5 / σr², with d = c - v in T's arithmetic,
     // v the neighbour's value or c when it is excluded. Where the centre is
     // the excluded one, d = v - v: what the pair's other centre uses.
+    template <bool HOLES>
     [[gnu::always_inline]] void exponents(double* out, std::size_t centre, std::size_t neighbour, std::int64_t from,
                                           std::int64_t di, std::int64_t count, double spatial) {
         double const* cv = values(centre) + from;
@@ -217,14 +242,17 @@ private:
         for (std::int64_t u = 0; u < count; u += LANES) {
             Doubles cp;
             Doubles cq;
-            Masks ph;
-            Masks qh;
             simd::load(cp, cv + u);
-            simd::load(ph, ch + u);
             simd::load(cq, nv + u);
-            simd::load(qh, nh + u);
-            Doubles const a = ph ? cq : cp;
-            Doubles d = a - (qh ? a : cq);
+            Doubles d = cp - cq;
+            if constexpr (HOLES) {
+                Masks ph;
+                Masks qh;
+                simd::load(ph, ch + u);
+                simd::load(qh, nh + u);
+                Doubles const a = ph ? cq : cp;
+                d = a - (qh ? a : cq);
+            }
             if constexpr (std::is_same_v<T, float>) {
                 // The float difference: rounding the exact double one is the same.
                 simd::roundToFloat<W>(d);
@@ -260,6 +288,7 @@ private:
         }
     }
 
+    template <bool HOLES>
     [[gnu::always_inline]] void smoothRow(std::int64_t k, std::int64_t j, std::int64_t x0, std::int64_t columns) {
         neighbours_.clear();
         auto const last = window_.size() - 1;
@@ -282,13 +311,14 @@ private:
             auto const slot = ringSlot(y);
             neighbours_.push_back({weight, values(slot) + o.di, holes(slot) + o.di});
         }
-        Row const row{values(centreSlot(k, j)), holes(centreSlot(k, j)),
+        Row<HOLES> const row{values(centreSlot(k, j)), holes(centreSlot(k, j)),
                       f_.result + static_cast<std::size_t>((k * f_.ny + j) * f_.nx + x0)};
         std::int64_t const end = pad_ + columns;
         smoothInBlocks<G>(*this, row, pad_, end, static_cast<std::int64_t>(LANES));
     }
 
 public:
+    template <bool HOLES>
     struct Row {
         double const* centre;
         long long const* hole;
@@ -297,8 +327,8 @@ public:
 
     // N groups of W centres from buffer position u, side by side so that
     // their rounding chains overlap.
-    template <std::size_t N>
-    [[gnu::always_inline]] void smoothGroups(Row const& row, std::int64_t u) {
+    template <std::size_t N, bool HOLES>
+    [[gnu::always_inline]] void smoothGroups(Row<HOLES> const& row, std::int64_t u) {
         Doubles centre[N];
         Doubles sum[N] = {};
         Doubles total[N] = {};
@@ -312,11 +342,13 @@ public:
                 auto const at = u + static_cast<std::int64_t>(g) * LANES;
                 Doubles w;
                 Doubles v;
-                Masks hole;
                 simd::load(w, n.weight + at);
                 simd::load(v, n.value + at);
-                simd::load(hole, n.hole + at);
-                v = hole ? centre[g] : v;
+                if constexpr (HOLES) {
+                    Masks hole;
+                    simd::load(hole, n.hole + at);
+                    v = hole ? centre[g] : v;
+                }
                 Doubles next = sum[g] + v * w;
                 if constexpr (std::is_same_v<T, float>) {
                     simd::roundToFloat<W>(next);
@@ -328,9 +360,12 @@ public:
 #pragma GCC unroll 8
         for (std::size_t g = 0; g < N; ++g) {
             auto const at = u + static_cast<std::int64_t>(g) * LANES;
-            Masks hole;
-            simd::load(hole, row.hole + at);
-            Doubles const kept = hole ? centre[g] : sum[g] / total[g];
+            Doubles kept = sum[g] / total[g];
+            if constexpr (HOLES) {
+                Masks hole;
+                simd::load(hole, row.hole + at);
+                kept = hole ? centre[g] : kept;
+            }
             simd::storeAs<T, W>(row.result + (at - pad_), kept);
         }
     }
@@ -349,6 +384,7 @@ private:
     std::int64_t length_ = 0;
     std::vector<double> values_;
     std::vector<long long> holes_;
+    std::vector<char> holed_; // per ring slot: an excluded cell in the strip
     std::vector<double> weights_;
     std::vector<Neighbour> neighbours_;
 };

@@ -106,13 +106,15 @@ struct CodeSet {
     }
 };
 
-// marks[x] = all ones where codes[x] is in the set, 0 elsewhere.
+// marks[x] = all ones where codes[x] is in the set, 0 elsewhere; returns
+// whether any was.
 template <int W>
-[[gnu::always_inline]] inline void markMembers(CodeSet const& set, unsigned char const* codes, std::uint64_t n,
+[[gnu::always_inline]] inline bool markMembers(CodeSet const& set, unsigned char const* codes, std::uint64_t n,
                                                long long* marks) {
     using Bytes = typename Lanes<W>::Bytes;
     using Masks = typename Lanes<W>::Masks;
     std::uint64_t x = 0;
+    Bytes seen{};
     if (set.count <= CodeSet::FEW) {
         for (; x + W <= n; x += W) {
             Bytes v;
@@ -121,12 +123,19 @@ template <int W>
             for (unsigned k = 0; k < set.count; ++k) {
                 member |= v == static_cast<signed char>(set.few[k]);
             }
+            seen |= member;
             store(marks + x, __builtin_convertvector(member, Masks));
         }
     }
+    long long any = 0;
+    for (int k = 0; k < W; ++k) {
+        any |= seen[k];
+    }
     for (; x < n; ++x) {
         marks[x] = set.mask[codes[x]];
+        any |= marks[x];
     }
+    return any != 0;
 }
 
 // The widest instruction set the kernels use: what this processor runs,
