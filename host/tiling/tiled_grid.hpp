@@ -16,6 +16,7 @@
 #include "Velum/RegularlyFragmentedField.hpp"
 #include "Velum/UniformGridBuilder.hpp"
 #include "core/raster.hpp"
+#include "tiling/spare_buffers.hpp"
 
 namespace rastrum_host {
 
@@ -93,9 +94,11 @@ public:
     // One value per cell, in file order, taken from the fragment in which the
     // cell lies farthest from a border with another fragment; `missing` where
     // that fragment has no data, or no fragment owns the cell (a band's halo).
-    // Cells are appended in file order, so that each is written once.
+    // Cells are appended in file order, so that each is written once, into a
+    // buffer from `spares` when there is one.
     template <class T>
-    std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing) const {
+    std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing,
+                          SpareBuffers* spares = nullptr) const {
         auto const counts = fragmentCounts();
         std::vector<Lumen::StrongPtr<Velum::MemArray<3, T>>> fragments(counts.product());
         builder_.forEachFragment([&](Index const& fragment) {
@@ -106,7 +109,7 @@ public:
         });
         auto const rowOwners = owners(1);
         auto const layerOwners = owners(2);
-        std::vector<T> values;
+        std::vector<T> values = spares ? spares->take<T>() : std::vector<T>{};
         values.reserve(layout_.points.product());
         for (std::uint64_t z = 0; z < layout_.points[2]; ++z) {
             for (std::uint64_t row = 0; row < layout_.points[1]; ++row) {
