@@ -35,7 +35,7 @@ constexpr std::size_t Width = 4;
 } // namespace avx2_lanes
 #pragma GCC pop_options
 #pragma GCC push_options
-#pragma GCC target("avx512f,avx512dq,avx512vl,avx512bw")
+#pragma GCC target("avx512f,avx512dq,avx512vl")
 namespace avx512_lanes {
 constexpr std::size_t Width = 8;
 #include "mesh/block_kernel.hpp"
@@ -66,16 +66,17 @@ ScanPath widestScanPath() { return widest(); }
 ScanPath scanPath() { return chosen.load(std::memory_order_relaxed); }
 void useScanPath(ScanPath path) { chosen.store(std::min(path, widest()), std::memory_order_relaxed); }
 
-void worstCellByBlocks(ScanGrid const& grid, std::array<GridPoint, 3> const& c, FacePlane const& plane,
-                       FaceFinding& found) {
+void worstCellByBlocks(ScanPath path, ScanGrid const& grid, std::array<GridPoint, 3> const& c,
+                       FacePlane const& plane, FaceFinding& found) {
     static constexpr std::array<WorstCell, 3> kernels{plain_lanes::worstCell, avx2_lanes::worstCell, avx512_lanes::worstCell};
-    kernels[static_cast<std::size_t>(scanPath()) - 1](grid, c, plane, found);
+    kernels[static_cast<std::size_t>(path) - 1](grid, c, plane, found);
 }
 
-bool withinErrorByBlocks(ScanGrid const& grid, std::array<GridPoint, 3> const& c, FacePlane const& plane) {
+bool withinErrorByBlocks(ScanPath path, ScanGrid const& grid, std::array<GridPoint, 3> const& c,
+                         FacePlane const& plane) {
     static constexpr std::array<WithinError, 3> kernels{plain_lanes::withinError, avx2_lanes::withinError,
                                                         avx512_lanes::withinError};
-    return kernels[static_cast<std::size_t>(scanPath()) - 1](grid, c, plane);
+    return kernels[static_cast<std::size_t>(path) - 1](grid, c, plane);
 }
 
 } // namespace rastrum_host

@@ -18,10 +18,10 @@ struct FacePlane {
 // Scans a face block by block, a whole 4 x 4 block of cells at once, for
 // faces that span fewer than BlockScanReach columns and rows (whose edge
 // areas stay below 2^31, exact in the lanes); the results are those of a
-// scan row by row.
+// scan row by row. `path` names the lanes, one of the block paths.
 constexpr std::int32_t BlockScanReach = 1 << 14;
-void worstCellByBlocks(ScanGrid const& grid, std::array<GridPoint, 3> const& corners, FacePlane const& plane,
+void worstCellByBlocks(ScanPath path, ScanGrid const& grid, std::array<GridPoint, 3> const& corners, FacePlane const& plane,
                        FaceFinding& found);
-bool withinErrorByBlocks(ScanGrid const& grid, std::array<GridPoint, 3> const& corners, FacePlane const& plane);
+bool withinErrorByBlocks(ScanPath path, ScanGrid const& grid, std::array<GridPoint, 3> const& corners, FacePlane const& plane);
 
 } // namespace rastrum_host

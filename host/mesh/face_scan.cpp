@@ -47,11 +47,21 @@ FacePlane planeOf(ScanGrid const& grid, std::array<GridPoint, 3> const& c, doubl
     return {h0, slopeX, slopeY, maxError - 16.0 * std::numeric_limits<double>::epsilon() * reach};
 }
 
-// Whether the face is scanned by blocks rather than row by row.
-bool byBlocks(std::array<GridPoint, 3> const& c) {
+// How the face is scanned. Blocks cover the face's whole bounding box, which
+// for a long sliver (along a diagonal outline, say) holds many times the
+// face's cells: such faces, and faces too wide for the lanes, go row by row.
+ScanPath pathFor(std::array<GridPoint, 3> const& c) {
+    ScanPath const path = scanPath();
     auto const [xLow, xHigh] = std::minmax({c[0].x, c[1].x, c[2].x});
     auto const [yLow, yHigh] = std::minmax({c[0].y, c[1].y, c[2].y});
-    return scanPath() != ScanPath::Rows && xHigh - xLow < BlockScanReach && yHigh - yLow < BlockScanReach;
+    std::int64_t const width = xHigh - xLow, height = yHigh - yLow;
+    if (path == ScanPath::Rows || width >= BlockScanReach || height >= BlockScanReach) {
+        return ScanPath::Rows;
+    }
+    constexpr std::int64_t FewBlocks = 64; // cells of the box below which blocks always pay
+    std::int64_t const box = (width + 1) * (height + 1);
+    std::int64_t const twiceCells = orientation(c[0], c[1], c[2]) + 2 * (width + height + 1); // about, by Pick
+    return box <= FewBlocks || box <= 4 * twiceCells ? path : ScanPath::Rows;
 }
 
 // The quotient rounded down, for a positive divisor.
@@ -104,8 +114,8 @@ void forEachSpan(ScanGrid const& grid, std::array<GridPoint, 3> const& c, Visit&
 FaceFinding worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
     FacePlane const plane = planeOf(grid, c, maxError);
     FaceFinding found{-1.0, plane.threshold, {}, false};
-    if (byBlocks(c)) {
-        worstCellByBlocks(grid, c, plane, found);
+    if (ScanPath const path = pathFor(c); path != ScanPath::Rows) {
+        worstCellByBlocks(path, grid, c, plane, found);
         return found;
     }
     forEachSpan(grid, c, [&](std::int32_t y, std::int32_t from, std::int32_t to) {
@@ -137,8 +147,8 @@ double cellExcess(ScanGrid const& grid, std::array<GridPoint, 3> const& c, GridP
 
 bool withinError(ScanGrid const& grid, std::array<GridPoint, 3> const& c, double maxError) {
     FacePlane const plane = planeOf(grid, c, maxError);
-    if (byBlocks(c)) {
-        return withinErrorByBlocks(grid, c, plane);
+    if (ScanPath const path = pathFor(c); path != ScanPath::Rows) {
+        return withinErrorByBlocks(path, grid, c, plane);
     }
     bool within = true;
     forEachSpan(grid, c, [&](std::int32_t y, std::int32_t from, std::int32_t to) {

@@ -5,10 +5,10 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <exception>
 #include <limits>
 #include <numeric>
 #include <future>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -74,7 +74,7 @@ struct PartSurface {
 // is one vertex. Numbers, positions and normals are those of taking the
 // parts' faces one after the other: the second part's faces add to a seam
 // vertex's normal after the first part's.
-SurfaceCounts emitJoined(std::vector<PartSurface> const& parts, std::int32_t rows, MeshSink& sink) {
+SurfaceCounts emitJoined(std::span<PartSurface const> parts, std::int32_t rows, MeshSink& sink) {
     std::vector<MeshPoint> positions, normals;
     std::vector<std::uint32_t> seamNumbers(static_cast<std::size_t>(rows), GridTriangulation::None);
     std::vector<std::vector<std::uint32_t>> numbers(parts.size());
@@ -427,6 +427,9 @@ std::int32_t balancedSeam(ScanGrid const& grid) {
         }
     }
     double const half = std::accumulate(work.begin(), work.end(), 0.0) / 2.0;
+    if (!(half > 0.0)) {
+        return grid.columns / 2; // a plane: any column splits the work evenly
+    }
     std::int32_t seam = 0;
     for (double sum = 0.0; seam < grid.columns && sum < half; ++seam) {
         sum += work[static_cast<std::size_t>(seam)];
@@ -464,7 +467,8 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
     }
     Refiner whole(grid, maxError, hull, {});
     whole.simplify();
-    return emitJoined({whole.surface(-1)}, rows, sink);
+    PartSurface const surface = whole.surface(-1);
+    return emitJoined({&surface, 1}, rows, sink);
 }
 
 } // namespace rastrum_host
