@@ -17,11 +17,12 @@ namespace {
 std::string cellsText(int width, int height) { return std::to_string(width) + " x " + std::to_string(height) + " cells"; }
 
 // Rows [firstRow, firstRow + rows) of a band, converted by GDAL to `type`.
+// Read into `values`' own memory, when it has some.
 template <class T>
 std::vector<T> readRows(GDALRasterBandH band, std::uint32_t firstRow, std::uint32_t rows, GDALDataType type,
-                        std::string const& what) {
+                        std::string const& what, std::vector<T> values = {}) {
     int const width = GDALGetRasterBandXSize(band);
-    std::vector<T> values(static_cast<std::size_t>(width) * rows);
+    values.resize(static_cast<std::size_t>(width) * rows);
     CPLErrorReset();
     if (GDALRasterIO(band, GF_Read, 0, static_cast<int>(firstRow), width, static_cast<int>(rows), values.data(), width,
                      static_cast<int>(rows), type, 0, 0) != CE_None) {
@@ -38,10 +39,11 @@ std::string bandText(std::string const& path, int band) { return path + ": band 
 // 2^24 (they would step by 2 or more). Cells the nodata mask flags are not
 // heights and pass unchecked.
 std::vector<float> heightRows(GDALRasterBandH band, std::uint32_t firstRow, std::uint32_t rows,
-                              std::vector<std::uint8_t> const& nodata, std::string const& what) {
+                              std::vector<std::uint8_t> const& nodata, std::string const& what,
+                              std::vector<float> spare) {
     auto const type = GDALGetRasterDataType(band);
     if (GDALGetDataTypeSizeBits(type) <= 16 || type == GDT_Float32) {
-        return readRows<float>(band, firstRow, rows, GDT_Float32, what);
+        return readRows<float>(band, firstRow, rows, GDT_Float32, what, std::move(spare));
     }
     auto const wide = readRows<double>(band, firstRow, rows, GDT_Float64, what);
     bool const integers = GDALDataTypeIsInteger(type) != 0;
@@ -163,7 +165,7 @@ GDALDataType HeightReader::type() const {
 }
 
 template <class T>
-HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) const {
+HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows, HeightInputOf<T> spare) const {
     GDALDatasetH const ds = dataset_.get();
     GDALRasterBandH const band = GDALGetRasterBand(ds, band_);
     HeightInputOf<T> input;
@@ -176,13 +178,20 @@ HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) 
         input.heights.values = terrainRgbHeights<T>(ds, firstRow, rows, path_);
     } else if constexpr (std::is_same_v<T, double>) {
         // Double precision holds every GDAL type's values.
-        input.heights.values = readRows<double>(band, firstRow, rows, GDT_Float64, bandText(path_, band_));
+        input.heights.values = readRows<double>(band, firstRow, rows, GDT_Float64, bandText(path_, band_),
+                                                std::move(spare.heights.values));
     } else {
-        input.heights.values = heightRows(band, firstRow, rows, nodata, bandText(path_, band_));
+        input.heights.values =
+            heightRows(band, firstRow, rows, nodata, bandText(path_, band_), std::move(spare.heights.values));
     }
-    input.cellTypes = codes_ ? readRows<std::uint8_t>(GDALGetRasterBand(codes_.get(), 1), firstRow, rows, GDT_Byte,
-                                                      "--cell-types " + options_.cellTypesPath)
-                             : std::vector<std::uint8_t>(std::size_t{width_} * rows, DataCell);
+    // Without codes each cell's type is derived below.
+    input.cellTypes = std::move(spare.cellTypes);
+    if (codes_) {
+        input.cellTypes = readRows<std::uint8_t>(GDALGetRasterBand(codes_.get(), 1), firstRow, rows, GDT_Byte,
+                                                 "--cell-types " + options_.cellTypesPath, std::move(input.cellTypes));
+    } else {
+        input.cellTypes.resize(std::size_t{width_} * rows);
+    }
     if (auto const odd = codes_ ? std::ranges::find_if(input.cellTypes,
                                                        [](std::uint8_t code) { return code > LastCellType; })
                                 : input.cellTypes.end();
@@ -210,8 +219,8 @@ HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows) 
     return input;
 }
 
-template HeightInputOf<float> HeightReader::read(std::uint32_t, std::uint32_t) const;
-template HeightInputOf<double> HeightReader::read(std::uint32_t, std::uint32_t) const;
+template HeightInputOf<float> HeightReader::read(std::uint32_t, std::uint32_t, HeightInputOf<float>) const;
+template HeightInputOf<double> HeightReader::read(std::uint32_t, std::uint32_t, HeightInputOf<double>) const;
 
 MarkerReader::MarkerReader(std::string path) : path_(std::move(path)), dataset_(openRaster(path_)) {
     GDALDatasetH const ds = dataset_.get();

@@ -31,9 +31,10 @@ public:
     GDALDataType type() const;
 
     // Rows [firstRow, firstRow + rows), georeferenced as a raster of their
-    // own, as float (narrowed; see the reader) or double heights.
+    // own, as float (narrowed; see the reader) or double heights. The
+    // buffers of `spare`, an earlier band's, are filled again where they fit.
     template <class T = float>
-    HeightInputOf<T> read(std::uint32_t firstRow, std::uint32_t rows) const;
+    HeightInputOf<T> read(std::uint32_t firstRow, std::uint32_t rows, HeightInputOf<T> spare = {}) const;
 
 private:
     std::string path_;

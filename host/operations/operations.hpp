@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -25,6 +26,7 @@ namespace rastrum_host {
 
 struct RunContext {
     Lumen::StrongPtr<Lumen::LoaderProgress> progress; // empty: no progress reports
+    std::shared_ptr<SpareBuffers> spares;              // results' buffers a streamed run recycles
 };
 
 // Default overlaps: what each stencil needs so that stitching leaves no seams.

@@ -115,7 +115,7 @@ Raster<CalcResult<T>> runCalc(Rastrum::Operandi::Operation operation, HeightView
     // The library drops fragments without data cells and those whose result
     // is 0 everywhere; their data cells are 0.
     std::uint8_t constexpr dropped = 255;
-    auto values = a.stitch(*resultField(result, HeightField), missingValue<R>());
+    auto values = a.stitch(*resultField(result, HeightField), missingValue<R>(), context.spares.get());
     auto const codes = a.stitch(*resultField(result, CellTypeField), dropped);
     for (std::size_t i = 0; i < values.size(); ++i) {
         bool const data = codes[i] == dropped ? isData(first.cellTypes[i]) && isData(second.cellTypes[i])

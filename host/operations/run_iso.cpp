@@ -20,7 +20,7 @@ Raster<float> runIso(MarkerVolume const& volume, Tiling const& tiling, RunContex
     return {.width = markers.width,
             .height = markers.height,
             .bands = markers.bands,
-            .values = tiled.stitch(*resultField(*tiled.grid(), "Markers_Iso"), NoValue)};
+            .values = tiled.stitch(*resultField(*tiled.grid(), "Markers_Iso"), NoValue, context.spares.get())};
 }
 
 } // namespace rastrum_host

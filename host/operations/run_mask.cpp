@@ -15,7 +15,7 @@ std::vector<Raster<float>> runMask(std::span<HeightView<T> const> steps, SeriesS
     for (auto const index : run) {
         expectSuccess(Rastrum::binaryOperator(bundle, CellTypeField, context.progress, "", static_cast<double>(index)),
                       "binaryOperator");
-        auto mask = tiled[index].stitch(*resultField(*tiled[index].grid(), "Binary"), 0.0f);
+        auto mask = tiled[index].stitch(*resultField(*tiled[index].grid(), "Binary"), 0.0f, context.spares.get());
         results.push_back({.width = steps[index].width, .height = steps[index].height, .bands = 1, .values = std::move(mask)});
     }
     return results;

@@ -26,7 +26,7 @@ private:
 
 template <class T>
 Raster<std::uint8_t> runOverwrite(HeightView<T> const& input, OverwriteOptions const& options, Tiling const& tiling,
-                                  RunContext const&) {
+                                  RunContext const& context) {
     auto const tiled = tileHeights(input, tiling, 0);
     Tensa::MultiRange<double> range;
     for (auto const& [lo, hi] : options.ranges) {
@@ -40,7 +40,7 @@ Raster<std::uint8_t> runOverwrite(HeightView<T> const& input, OverwriteOptions c
     }
     expectSuccess(done ? "" : "the grid lacks a field", "overwriteFieldValuesViaOtherField");
     std::uint8_t constexpr unchanged = 0;
-    auto codes = tiled.stitch(*resultField(*tiled.grid(), CellTypeField), unchanged);
+    auto codes = tiled.stitch(*resultField(*tiled.grid(), CellTypeField), unchanged, context.spares.get());
     if (options.invert && !options.includeHoles) {
         for (std::size_t i = 0; i < codes.size(); ++i) {
             codes[i] = isHole(input.cellTypes[i]) ? input.cellTypes[i] : codes[i];

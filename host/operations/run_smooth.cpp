@@ -26,7 +26,8 @@ Raster<T> runSmooth(HeightView<T> const& input, SmoothOptions const& options, Ti
                                               options.sigmaSpatial, options.sigmaRange, unused, options.gaussian,
                                               context.progress),
                   "bilateralSmoothing");
-    auto result = heightsResult(input, tiled.stitch(*resultField(*tiled.grid(), "Smoothed"), missingValue<T>()));
+    auto result = stitchHeights(tiled, *resultField(*tiled.grid(), "Smoothed"), input, missingValue<T>(),
+                                context.spares.get());
     if constexpr (std::is_floating_point_v<T>) {
         if (!options.keepPartial) {
             blankRasterEdge(result, window / 2);

@@ -32,7 +32,8 @@ std::vector<Raster<float>> runSobel(std::span<HeightView<float> const> steps, Se
     for (auto const index : run) {
         auto const& input = steps[index];
         auto const& grid = *tiled[index].grid();
-        results.push_back(heightsResult(input, tiled[index].stitch(*resultField(grid, HeightField + "_Sobel"), NoValue)));
+        results.push_back(
+            stitchHeights(tiled[index], *resultField(grid, HeightField + "_Sobel"), input, NoValue, context.spares.get()));
         if (!keepPartial) {
             blankRasterEdge(results.back(), 1);
             blankAroundHoles(results.back(), input.cellTypes, 1);

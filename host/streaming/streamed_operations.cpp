@@ -43,7 +43,8 @@ void streamHeights(HeightReader const& input, BandWriter& output, Tiling const& 
     auto const shape = shapeOf(input, overlap, cellBytes(height, resultBytes, tiling, overlap));
     streamBands(
         shape, tiling, settings, context, label, input.path(),
-        [&](Band const& band) { return input.read<T>(band.firstRow, band.rows); }, run,
+        [&](Band const& band, HeightInputOf<T> spare) { return input.read<T>(band.firstRow, band.rows, std::move(spare)); },
+        run,
         [&](auto const& result, Band const& band) {
             output.write(result, band.ownedFirstRow - band.firstRow, band.ownedRows);
         });
@@ -146,8 +147,9 @@ void streamCalc(Rastrum::Operandi::Operation operation, HeightReader const& firs
         auto const shape = shapeOf(first, 0, cellBytes(heights, sizeof(T) + 1, tiling, 0));
         streamBands(
             shape, tiling, settings, context, "Raster arithmetic", first.path(),
-            [&](Band const& band) {
-                return std::pair(first.read<T>(band.firstRow, band.rows), second.read<T>(band.firstRow, band.rows));
+            [&](Band const& band, std::pair<HeightInputOf<T>, HeightInputOf<T>> spare) {
+                return std::pair(first.read<T>(band.firstRow, band.rows, std::move(spare.first)),
+                                 second.read<T>(band.firstRow, band.rows, std::move(spare.second)));
             },
             [&](auto const& inputs, Tiling const& banded, RunContext const& ctx) {
                 return runCalc(operation, inputs.first, inputs.second, banded, ctx);
@@ -170,7 +172,7 @@ void streamIso(MarkerReader const& input, BandWriter& output, Tiling const& tili
                             .cellBytes = cellBytes(2 * layers, 4 * layers, tiling, IsoOverlap)};
     streamBands(
         shape, tiling, settings, context, "Iso density", input.path(),
-        [&](Band const& band) { return input.read(band.firstRow, band.rows); },
+        [&](Band const& band, MarkerVolume const&) { return input.read(band.firstRow, band.rows); },
         [](MarkerVolume const& volume, Tiling const& banded, RunContext const& ctx) {
             return runIso(volume, banded, ctx);
         },

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <future>
+#include <memory>
+#include <utility>
 #include <vector>
 #include <string>
 
@@ -55,41 +57,57 @@ private:
     RunContext context_;
 };
 
-// Runs every band through read(band), compute(input, tiling, context) and
-// write(result, band). The next band is read, and the previous one written,
-// while the current one is computed: at most two inputs and two results are
-// in memory at once (StreamShape::cellBytes counts them). Bands are written
-// in order.
+// What a reader's call operator returns: the input, of the type of its spare.
+template <class>
+struct ReadResult;
+template <class Reader, class Input, class... Arguments>
+struct ReadResult<Input (Reader::*)(Arguments...) const> {
+    using type = Input;
+};
+
+// Runs every band through read(band, spare), compute(input, tiling, context)
+// and write(result, band). The next band is read, and the previous one
+// written, while the current one is computed: at most two inputs and two
+// results are in memory at once (StreamShape::cellBytes counts them). Their
+// buffers are recycled, an input's as read's `spare` two bands later, a
+// result's through the tiling's spares, so that each band fills pages already
+// mapped. Bands are written in order.
 template <class Read, class Compute, class Write>
 void streamBands(StreamShape const& shape, Tiling const& tiling, StreamSettings const& settings,
                  RunContext const& context, std::string const& label, std::string const& source, Read const& read,
                  Compute const& compute, Write const& write) {
     auto const bands = planStream(shape, tiling, settings, source);
     BandProgress progress(context, label, bands);
-    using Input = decltype(read(bands.front()));
-    auto const reading = [&](std::size_t i) {
-        return std::async(std::launch::async, [&, i] {
-            Input input = read(bands[i]);
+    using Input = typename ReadResult<decltype(&Read::operator())>::type;
+    auto const reading = [&](std::size_t i, Input spare) {
+        return std::async(std::launch::async, [&, i, spare = std::move(spare)]() mutable {
+            Input input = read(bands[i], std::move(spare));
             progress.unit();
             return input;
         });
     };
-    std::future<Input> next = reading(0);
+    auto const spares = std::make_shared<SpareBuffers>();
+    RunContext computing = progress.context();
+    computing.spares = spares;
+    Tiling banded = tiling;
+    Input spare{};
+    std::future<Input> next = reading(0, Input{});
     std::future<void> writing;
     for (std::size_t i = 0; i < bands.size(); ++i) {
-        Input const input = next.get();
+        Input input = next.get();
         if (i + 1 < bands.size()) {
-            next = reading(i + 1);
+            next = reading(i + 1, std::move(spare));
         }
-        Tiling banded = tiling;
         banded.band = bands[i].window;
-        auto result = compute(input, banded, progress.context());
+        auto result = compute(std::as_const(input), std::as_const(banded), std::as_const(computing));
+        spare = std::move(input);
         progress.computed(bands[i]);
         if (writing.valid()) {
             writing.get();
         }
-        writing = std::async(std::launch::async, [&, i, result = std::move(result)] {
-            write(result, bands[i]);
+        writing = std::async(std::launch::async, [&, i, result = std::move(result)]() mutable {
+            write(std::as_const(result), bands[i]);
+            spares->give(std::move(result.values));
             progress.unit();
         });
     }

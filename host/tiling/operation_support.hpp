@@ -70,23 +70,16 @@ inline bool anyHole(std::span<std::uint8_t const> cellTypes) {
     return false;
 }
 
-// A raster of the input's shape holding `values`, NaN at hole cells of
-// floating-point results.
+// The result of a height operation in the input's shape: `field` stitched,
+// NaN at the input's hole cells of floating-point results.
 template <class T, class In>
-Raster<T> heightsResult(HeightView<In> const& input, std::vector<T> values) {
-    if (std::numeric_limits<T>::has_quiet_NaN && anyHole(input.cellTypes)) {
-        // Branch-free over plain pointers, so that the compiler vectorises it.
-        T* const out = values.data();
-        std::uint8_t const* const types = input.cellTypes.data();
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            out[i] = isHole(types[i]) ? std::numeric_limits<T>::quiet_NaN() : out[i];
-        }
-    }
-    return {.width = input.width, .height = input.height, .bands = 1, .values = std::move(values)};
-}
-template <class T>
-Raster<T> heightsResult(HeightInput const& input, std::vector<T> values) {
-    return heightsResult(viewOf(input), std::move(values));
+Raster<T> stitchHeights(TiledGrid const& tiled, Velum::RegularlyFragmentedField<3> const& field,
+                        HeightView<In> const& input, T missing, SpareBuffers* spares) {
+    bool const blank = std::numeric_limits<T>::has_quiet_NaN && anyHole(input.cellTypes);
+    return {.width = input.width,
+            .height = input.height,
+            .bands = 1,
+            .values = tiled.stitch(field, missing, spares, blank ? input.cellTypes : std::span<std::uint8_t const>{})};
 }
 
 } // namespace rastrum_host

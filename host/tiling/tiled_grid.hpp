@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,6 +17,7 @@
 #include "Velum/RegularlyFragmentedField.hpp"
 #include "Velum/UniformGridBuilder.hpp"
 #include "core/raster.hpp"
+#include "tiling/spare_buffers.hpp"
 
 namespace rastrum_host {
 
@@ -93,9 +95,13 @@ public:
     // One value per cell, in file order, taken from the fragment in which the
     // cell lies farthest from a border with another fragment; `missing` where
     // that fragment has no data, or no fragment owns the cell (a band's halo).
-    // Cells are appended in file order, so that each is written once.
+    // Cells are appended in file order, so that each is written once, into a
+    // buffer from `spares` when there is one. With `holes` (cell-type codes
+    // in file order) the cells of hole codes get NaN, each run of cells while
+    // it is still in the cache.
     template <class T>
-    std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing) const {
+    std::vector<T> stitch(Velum::RegularlyFragmentedField<3> const& field, T missing, SpareBuffers* spares = nullptr,
+                          std::span<std::uint8_t const> holes = {}) const {
         auto const counts = fragmentCounts();
         std::vector<Lumen::StrongPtr<Velum::MemArray<3, T>>> fragments(counts.product());
         builder_.forEachFragment([&](Index const& fragment) {
@@ -106,7 +112,7 @@ public:
         });
         auto const rowOwners = owners(1);
         auto const layerOwners = owners(2);
-        std::vector<T> values;
+        std::vector<T> values = spares ? spares->take<T>() : std::vector<T>{};
         values.reserve(layout_.points.product());
         for (std::uint64_t z = 0; z < layout_.points[2]; ++z) {
             for (std::uint64_t row = 0; row < layout_.points[1]; ++row) {
@@ -122,7 +128,11 @@ public:
                     values.insert(values.end(), x0 - x, missing);
                     Index const local(x0 - start(fragment, 0), y - start(fragment, 1), z - start(fragment, 2));
                     auto const* first = data->data() + local.linear(fragmentSize(fragment));
+                    auto const at = values.size();
                     values.insert(values.end(), first, first + (x1 - x0));
+                    if constexpr (std::numeric_limits<T>::has_quiet_NaN) {
+                        blankHoles(values.data() + at, holes, at, x1 - x0);
+                    }
                     x = x1;
                 }
                 values.insert(values.end(), layout_.points[0] - x, missing);
@@ -132,6 +142,19 @@ public:
     }
 
 private:
+    // NaN in `values` where holes[at, at + count) holds a hole's code;
+    // branch-free over plain pointers, so that the compiler vectorises it.
+    template <class T>
+    static void blankHoles(T* values, std::span<std::uint8_t const> holes, std::size_t at, std::size_t count) {
+        if (holes.empty()) {
+            return;
+        }
+        std::uint8_t const* const types = holes.data() + at;
+        for (std::size_t i = 0; i < count; ++i) {
+            values[i] = isHole(types[i]) ? std::numeric_limits<T>::quiet_NaN() : values[i];
+        }
+    }
+
     // Position of a grid point's cell in file order.
     std::size_t fileIndex(Index const& p) const {
         auto const row = northUp_ ? layout_.points[1] - 1 - p[1] : p[1];

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <span>
 #include <type_traits>
 #include <utility>
 
@@ -95,7 +96,7 @@ public:
         holes_.resize((ringRows_ + 1) * row);
         holed_.resize(ringRows_ + 1);
         weights_.resize(arrays * row);
-        neighbours_.reserve(window_.size());
+        neighbours_.resize(window_.size());
     }
 
     // The centres of rows [first, end) of every layer, in column strips.
@@ -290,7 +291,8 @@ private:
 
     template <bool HOLES>
     [[gnu::always_inline]] void smoothRow(std::int64_t k, std::int64_t j, std::int64_t x0, std::int64_t columns) {
-        neighbours_.clear();
+        // Filled in place: the row's neighbours are set once per row of every strip.
+        Neighbour* next = neighbours_.data();
         auto const last = window_.size() - 1;
         for (std::size_t e = 0; e < window_.size(); ++e) {
             Offset const o = window_[e];
@@ -309,8 +311,9 @@ private:
                 weight = weights(k, y, forwardIndex_[last - e]) + o.di;
             }
             auto const slot = ringSlot(y);
-            neighbours_.push_back({weight, values(slot) + o.di, holes(slot) + o.di});
+            *next++ = {weight, values(slot) + o.di, holes(slot) + o.di};
         }
+        neighboursEnd_ = next;
         Row<HOLES> const row{values(centreSlot(k, j)), holes(centreSlot(k, j)),
                       f_.result + static_cast<std::size_t>((k * f_.ny + j) * f_.nx + x0)};
         std::int64_t const end = pad_ + columns;
@@ -336,7 +339,7 @@ public:
         for (std::size_t g = 0; g < N; ++g) {
             simd::load(centre[g], row.centre + u + static_cast<std::int64_t>(g) * LANES);
         }
-        for (Neighbour const& n : neighbours_) {
+        for (Neighbour const& n : std::span<Neighbour const>(neighbours_.data(), neighboursEnd_)) {
 #pragma GCC unroll 8
             for (std::size_t g = 0; g < N; ++g) {
                 auto const at = u + static_cast<std::int64_t>(g) * LANES;
@@ -386,7 +389,8 @@ private:
     std::vector<long long> holes_;
     std::vector<char> holed_; // per ring slot: an excluded cell in the strip
     std::vector<double> weights_;
-    std::vector<Neighbour> neighbours_;
+    std::vector<Neighbour> neighbours_; // one per window offset
+    Neighbour const* neighboursEnd_ = nullptr; // past those of the current row
 };
 
 // The filter of the centres in rows [first, end) of a fragment at least a
