@@ -136,16 +136,19 @@ void BandWriter::write(Raster<T> const& band, std::uint32_t bandRow, std::uint32
     if constexpr (std::is_floating_point_v<T>) {
         replaced = plan_.nodata && !std::isnan(*plan_.nodata);
     }
-    // Rows the band completes a row of blocks with go to GDAL straight from
-    // it, after the rows waiting; only the rest is copied to wait. A row of
-    // blocks is thus finished within one call, and no block written twice.
+    // The rows waiting are topped up from the band to a whole row of blocks,
+    // the band's further rows of blocks go to GDAL straight from it, and only
+    // the rest is copied to wait. Each row of blocks is thus finished within
+    // one call, so that no block is flushed half-written and written twice.
     std::uint32_t const direct = flushed > pendingRows_ && !replaced ? flushed - pendingRows_ : 0;
+    std::uint32_t const topUp = pendingRows_ > 0 ? std::min(direct, blockRows_ - pendingRows_) : 0;
     for (std::uint32_t b = 0; b < band.bands; ++b) {
         auto& buffer = pending_[b];
         auto const* first = reinterpret_cast<std::byte const*>(band.values.data() + band.index(0, bandRow, b));
         if (direct > 0) {
-            writeRows(b, rowsWritten_, pendingRows_, buffer.data(), gdalType<T>());
-            writeRows(b, rowsWritten_ + pendingRows_, direct, first, gdalType<T>());
+            buffer.insert(buffer.end(), first, first + rowBytes * topUp);
+            writeRows(b, rowsWritten_, pendingRows_ + topUp, buffer.data(), gdalType<T>());
+            writeRows(b, rowsWritten_ + pendingRows_ + topUp, direct - topUp, first + rowBytes * topUp, gdalType<T>());
             buffer.assign(first + rowBytes * direct, first + rowBytes * rows);
             continue;
         }
