@@ -1,6 +1,7 @@
 #pragma once
 
 #include <any>
+#include <cstddef>
 #include <mutex>
 #include <vector>
 
@@ -26,13 +27,19 @@ public:
         return {};
     }
 
+    // Kept while fewer are waiting than a streamed run holds results at
+    // once: a run whose operation takes none back holds no more than that.
     template <class T>
     void give(std::vector<T> buffer) {
         std::lock_guard const lock(mutex_);
-        spare_.emplace_back(std::move(buffer));
+        if (spare_.size() < Kept) {
+            spare_.emplace_back(std::move(buffer));
+        }
     }
 
 private:
+    static constexpr std::size_t Kept = 2;
+
     std::mutex mutex_;
     std::vector<std::any> spare_;
 };
