@@ -8,7 +8,7 @@ template <class T>
 std::vector<Raster<float>> runMask(std::span<HeightView<T> const> steps, SeriesStep step, Tiling const& tiling,
                                    RunContext const& context) {
     auto const run = stepsRun(steps.size(), step);
-    auto const tiled = tileSeries(steps, tiling, 0);
+    auto const tiled = tileSeries(steps, tiling, 0, Fields::TypesOnly);
     auto bundle = bundleOf(tiled);
     std::vector<Raster<float>> results;
     // The library runs the one slice whose time it is given.

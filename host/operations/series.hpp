@@ -17,14 +17,14 @@ namespace rastrum_host {
 // InputError when the steps differ in size: a bundle's slices share one grid layout.
 template <class T>
 std::vector<TiledGrid> tileSeries(std::span<HeightView<T> const> steps, Tiling const& tiling,
-                                  std::uint64_t defaultOverlap) {
+                                  std::uint64_t defaultOverlap, Fields fields = Fields::HeightsAndTypes) {
     std::vector<TiledGrid> tiled;
     tiled.reserve(steps.size());
     for (auto const& step : steps) {
         if (step.width != steps.front().width || step.height != steps.front().height) {
             throw InputError(std::string(step.source) + ": the steps of a series differ in size");
         }
-        tiled.push_back(tileHeights(step, tiling, defaultOverlap));
+        tiled.push_back(tileHeights(step, tiling, defaultOverlap, fields));
     }
     return tiled;
 }

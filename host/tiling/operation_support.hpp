@@ -21,13 +21,19 @@ inline std::string const CellTypeField = "CellType";
 // Result cells without a value: holes, and cells of fragments the library skipped.
 inline constexpr float NoValue = std::numeric_limits<float>::quiet_NaN();
 
+// What of a height raster an operation reads: the mask looks at the cell types alone.
+enum class Fields { HeightsAndTypes, TypesOnly };
+
 // The grid of a height raster with the fields "Height" and "CellType", cut with
 // the overlap the operation needs (defaultOverlap) unless the tiling names one.
 template <class T>
-TiledGrid tileHeights(HeightView<T> const& input, Tiling const& tiling, std::uint64_t defaultOverlap) {
+TiledGrid tileHeights(HeightView<T> const& input, Tiling const& tiling, std::uint64_t defaultOverlap,
+                      Fields fields = Fields::HeightsAndTypes) {
     TiledGrid tiled({input.width, input.height, 1u}, placementOf(input.georef, input.height, std::string(input.source)),
                     tiling.fragmentSize, overlapFor(tiling, defaultOverlap), tiling.band);
-    tiled.addField<T>(HeightField, input.heights);
+    if (fields == Fields::HeightsAndTypes) {
+        tiled.addField<T>(HeightField, input.heights);
+    }
     tiled.addField<std::uint8_t>(CellTypeField, input.cellTypes);
     return tiled;
 }
