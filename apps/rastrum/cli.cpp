@@ -261,7 +261,7 @@ int parseAndRun(int argc, char** argv) {
     info.footer("Example:\n  rastrum info dem.tif --fragment-size 128 --overlap 2");
 
     auto& mask =
-        addRasterToRaster(app, "mask", "Float mask: 1 at data cells, 0 at holes (nodata)", input, output, common, "0");
+        addRasterToRaster(app, "mask", "Byte mask: 1 at data cells, 0 at holes (nodata)", input, output, common, "0");
     mask.footer("Example:\n  rastrum mask dem.tif mask.tif");
 
     auto& smoothing = addRasterToRaster(app, "smooth", "Edge-preserving bilateral smoothing of the heights", input,

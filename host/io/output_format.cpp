@@ -40,9 +40,11 @@ bool listed(char const* list, std::string const& word) {
 }
 
 // Formats whose files give a result back unchanged: size, georeferencing,
-// type and values (tests/cli check each). Others write references to other
-// files (VRT), pictures, encoded colours or point lists, and are refused.
-std::set<std::string> const faithful{"GTiff", "COG", "AAIGrid", "ENVI", "EHdr", "HFA", "GPKG", "netCDF", "PCIDSK"};
+// type and values (tests/cli check each). PNG holds bytes and 16-bit
+// integers, so masks and codes, with its georeferencing in a side file; the
+// type check below refuses it for heights. Others write references to other
+// files (VRT), lossy pictures, encoded colours or point lists, and are refused.
+std::set<std::string> const faithful{"GTiff", "COG", "AAIGrid", "ENVI", "EHdr", "HFA", "GPKG", "netCDF", "PCIDSK", "PNG"};
 
 // Formats whose nodata cannot be NaN (or that do not read a NaN nodata back).
 std::set<std::string> const finiteNodataFormats{"AAIGrid", "GPKG", "HFA", "PNG"};
@@ -114,8 +116,8 @@ OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& op
     auto const named = (options.format.empty() ? path.string() : "-of " + options.format) + ": ";
     if (!faithful.contains(name)) {
         throw InputError(named + "the " + name + " format would not give the result back unchanged (size, "
-                         "georeferencing, type and values); write GTiff, COG, AAIGrid, ENVI, EHdr, HFA, GPKG, netCDF "
-                         "or PCIDSK and convert with GDAL's tools");
+                         "georeferencing, type and values); write GTiff, COG, AAIGrid, ENVI, EHdr, HFA, GPKG, netCDF, "
+                         "PCIDSK or PNG and convert with GDAL's tools");
     }
     if (!listed(GDALGetMetadataItem(plan.driver, GDAL_DMD_CREATIONDATATYPES, nullptr), GDALGetDataTypeName(type))) {
         throw InputError(named + "the " + name + " format cannot hold " + GDALGetDataTypeName(type) + " values");

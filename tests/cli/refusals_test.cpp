@@ -157,7 +157,7 @@ TEST_F(Refusals, OutputsInAnUnknownFormatATakenOrUnwritablePlaceOrAFullDisk) {
         {{"sobel", dem, folder / "nowhere/out.tif"}, {"nowhere"}},
         {{"sobel", dem, folder / "taken.tif"}, {"taken.tif", "--overwrite"}},
         // GDAL refuses these only once writing has begun.
-        {{"sobel", dem, folder / "out.png"}, {"out.png", "PNG"}},
+        {{"sobel", dem, folder / "out.png"}, {"out.png", "PNG format cannot hold Float32"}},
         {{"iso", folder / "volume.tif", folder / "out.asc"}, {"out.asc", "AAIGrid"}},
         {{"sobel", dem, out, "--preview", folder / "out.jpg"}, {"--preview", "out.jpg", ".png"}},
         {{"sobel", dem, out, "--preview", folder / "taken.png"}, {"taken.png", "--overwrite"}},
@@ -178,7 +178,7 @@ TEST_F(Refusals, OutputsInAnUnknownFormatATakenOrUnwritablePlaceOrAFullDisk) {
         {{"sobel", dem, out, "--log", folder / "nowhere/x.log"}, {"cannot be written"}},
     };
     for (auto const& [driver, name] : std::vector<std::pair<std::string, std::string>>{
-             {"VRT", "x.vrt"}, {"PNG", "x.png"}, {"XYZ", "x.xyz"}, {"MEM", "x.mem"}}) {
+             {"VRT", "x.vrt"}, {"JPEG", "x.jpg"}, {"XYZ", "x.xyz"}, {"MEM", "x.mem"}}) {
         cases.push_back({{"sobel", dem, folder / name, "-of", driver}, {"would not give the result back unchanged"}});
     }
 #if !defined(__SANITIZE_ADDRESS__) // AddressSanitizer reserves more address space than the limit leaves
