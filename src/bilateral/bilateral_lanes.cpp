@@ -93,6 +93,9 @@ public:
         length_ = 2 * pad_ + strip_ + 2 * LANES;
         auto const row = static_cast<std::size_t>(length_);
         values_.resize((ringRows_ + 1) * row);
+        if constexpr (std::is_same_v<T, float>) {
+            floats_.resize((ringRows_ + 1) * row);
+        }
         holes_.resize((ringRows_ + 1) * row);
         holed_.resize(ringRows_ + 1);
         weights_.resize(arrays * row);
@@ -118,6 +121,7 @@ private:
     std::size_t ringSlot(std::int64_t y) const { return static_cast<std::size_t>(y % width_); }
     std::size_t centreSlot(std::int64_t k, std::int64_t j) const { return k == 0 ? ringSlot(j) : ringRows_; }
     double* values(std::size_t slot) { return values_.data() + slot * static_cast<std::size_t>(length_); }
+    float* floats(std::size_t slot) { return floats_.data() + slot * static_cast<std::size_t>(length_); }
     long long* holes(std::size_t slot) { return holes_.data() + slot * static_cast<std::size_t>(length_); }
     double* weights(std::int64_t k, std::int64_t y, std::size_t array) {
         auto const rowStart = k == 0 ? static_cast<std::size_t>(y % (w_.half + 1)) * arraysPerRow_ : 0;
@@ -195,6 +199,12 @@ private:
             }
         }
         std::copy(from + b, from + count, to + b);
+        if constexpr (std::is_same_v<T, float>) {
+            float* f = floats(slot);
+            std::fill(f, f + lo, 0.0f);
+            std::copy(from, from + count, f + lo);
+            std::fill(f + hi, f + length_, 0.0f);
+        }
         holed_[slot] = simd::markMembers<W>(w_.excluded, f_.cellTypes + at, static_cast<std::uint64_t>(hi - lo), h + lo);
     }
 
@@ -241,22 +251,32 @@ private:
         long long const* nh = holes(neighbour) + from + di;
         double const q = w_.rangeScale;
         for (std::int64_t u = 0; u < count; u += LANES) {
-            Doubles cp;
-            Doubles cq;
-            simd::load(cp, cv + u);
-            simd::load(cq, nv + u);
-            Doubles d = cp - cq;
-            if constexpr (HOLES) {
-                Masks ph;
-                Masks qh;
-                simd::load(ph, ch + u);
-                simd::load(qh, nh + u);
-                Doubles const a = ph ? cq : cp;
-                d = a - (qh ? a : cq);
-            }
-            if constexpr (std::is_same_v<T, float>) {
-                // The float difference: rounding the exact double one is the same.
-                simd::roundToFloat<W>(d);
+            Doubles d;
+            if constexpr (std::is_same_v<T, float> && !HOLES) {
+                // Float lanes give the float difference itself, without the round trip below.
+                Floats cp;
+                Floats cq;
+                simd::load(cp, floats(centre) + from + u);
+                simd::load(cq, floats(neighbour) + from + di + u);
+                simd::widen(d, Floats(cp - cq));
+            } else {
+                Doubles cp;
+                Doubles cq;
+                simd::load(cp, cv + u);
+                simd::load(cq, nv + u);
+                d = cp - cq;
+                if constexpr (HOLES) {
+                    Masks ph;
+                    Masks qh;
+                    simd::load(ph, ch + u);
+                    simd::load(qh, nh + u);
+                    Doubles const a = ph ? cq : cp;
+                    d = a - (qh ? a : cq);
+                }
+                if constexpr (std::is_same_v<T, float>) {
+                    // The float difference: rounding the exact double one is the same.
+                    simd::roundToFloat<W>(d);
+                }
             }
             simd::store(out + u, spatial - d * d * q);
         }
@@ -386,6 +406,7 @@ private:
     std::int64_t strip_ = 0;
     std::int64_t length_ = 0;
     std::vector<double> values_;
+    std::vector<float> floats_; // the same rows as floats, for float fragments
     std::vector<long long> holes_;
     std::vector<char> holed_; // per ring slot: an excluded cell in the strip
     std::vector<double> weights_;
