@@ -125,7 +125,9 @@ OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& op
     if (bands > 1 && name == "AAIGrid") {
         throw InputError(named + "the " + name + " format holds one band, the result has " + std::to_string(bands));
     }
-    plan.staged = !has(plan.driver, GDAL_DCAP_CREATE);
+    // A GeoPackage records how many bands a byte raster has only when it is
+    // copied; written directly, GDAL reads it back as red, green, blue and alpha.
+    plan.staged = !has(plan.driver, GDAL_DCAP_CREATE) || name == "GPKG";
     plan.creationOptions = name == "GTiff" ? geotiffOptions(options.creationOptions) : options.creationOptions;
     plan.nodata = holeNodata;
     if (holeNodata && GDALDataTypeIsFloating(type)) {

@@ -116,10 +116,10 @@ TEST_F(GdalConventions, EveryOfferedFormatGivesTheResultBack) {
             expectSameRaster(read, reference);
             EXPECT_TRUE(sameCrs(read.crsWkt, reference.crsWkt));
         }
-        auto mask = run({"mask", dem, out, "-of", f.driver, "--overwrite"});
+        auto const mask = run({"mask", dem, out, "-of", f.driver, "--overwrite"});
         EXPECT_EQ(mask.type, f.maskType);
         EXPECT_TRUE(mask.transform == reference.transform && sameCrs(mask.crsWkt, reference.crsWkt));
-        mask.values.resize(70 * 50); // GDAL shows a GeoPackage's bytes as RGBA, the mask in band 1
+        EXPECT_EQ(mask.bands, 1);
         if (firstMask.empty()) {
             firstMask = mask.values;
         }
