@@ -126,8 +126,9 @@ OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& op
         throw InputError(named + "the " + name + " format holds one band, the result has " + std::to_string(bands));
     }
     // A GeoPackage records how many bands a byte raster has only when it is
-    // copied; written directly, GDAL reads it back as red, green, blue and alpha.
-    plan.staged = !has(plan.driver, GDAL_DCAP_CREATE) || name == "GPKG";
+    // copied; written directly, GDAL reads it back as red, green, blue and
+    // alpha. Other types are gridded coverages, which keep their one band.
+    plan.staged = !has(plan.driver, GDAL_DCAP_CREATE) || (name == "GPKG" && type == GDT_Byte);
     plan.creationOptions = name == "GTiff" ? geotiffOptions(options.creationOptions) : options.creationOptions;
     plan.nodata = holeNodata;
     if (holeNodata && GDALDataTypeIsFloating(type)) {
