@@ -150,6 +150,7 @@ TEST_F(GdalConventions, ScaledIntegerHeightsAreUnscaledFirst) {
     writeRaster(folder / "float.tif", heights);
     expectSameRaster(run({"smooth", folder / "int16.tif", folder / "from-int16.tif"}),
                      run({"smooth", folder / "float.tif", folder / "from-float.tif"}));
+    EXPECT_NE(rastrum({"info", folder / "int16.tif"}).out.find("Scale:       0.1, offset 100 "), std::string::npos);
 }
 
 TEST_F(GdalConventions, EveryOfferedFormatGivesTheResultBack) {
