@@ -430,7 +430,7 @@ int parseAndRun(int argc, char** argv) {
         } else if (&chosen == &sobel) {
             auto const note = commandSobel(input, output, slope, common.tiling, context, keepPartial);
             if (!common.quiet) {
-                std::cerr << "rastrum: " << note << '\n';
+                bar->writeLine("rastrum: " + note); // above the bar, as the library's lines
             }
         } else if (&chosen == &sloping) {
             commandSlope(input, output, slopeOptions, common.tiling, context);

@@ -31,7 +31,21 @@ private:
     char** list_ = nullptr;
 };
 
-void carryMetadata(GDALDatasetH from, GDALDatasetH to, std::uint32_t bands) {
+// The input's band metadata, but not its statistics: they describe the input's
+// values, and viewers would stretch the result by them.
+void carryBandMetadata(GDALRasterBandH source, GDALRasterBandH target) {
+    std::vector<std::string> items;
+    for (char** item = GDALGetMetadata(source, nullptr); item && *item; ++item) {
+        if (!STARTS_WITH_CI(*item, "STATISTICS_")) {
+            items.emplace_back(*item);
+        }
+    }
+    if (!items.empty()) {
+        GDALSetMetadata(target, OptionList(items).get(), nullptr);
+    }
+}
+
+void carryMetadata(GDALDatasetH from, GDALDatasetH to, std::uint32_t bands, bool keepsUnits) {
     if (!from) {
         return;
     }
@@ -41,10 +55,8 @@ void carryMetadata(GDALDatasetH from, GDALDatasetH to, std::uint32_t bands) {
     for (std::uint32_t band = 1; band <= bands && static_cast<int>(band) <= GDALGetRasterCount(from); ++band) {
         GDALRasterBandH const source = GDALGetRasterBand(from, static_cast<int>(band));
         GDALRasterBandH const target = GDALGetRasterBand(to, static_cast<int>(band));
-        if (char** metadata = GDALGetMetadata(source, nullptr)) {
-            GDALSetMetadata(target, metadata, nullptr);
-        }
-        if (char const* unit = GDALGetRasterUnitType(source); unit && *unit) {
+        carryBandMetadata(source, target);
+        if (char const* unit = GDALGetRasterUnitType(source); keepsUnits && unit && *unit) {
             GDALSetRasterUnitType(target, unit);
         }
     }
@@ -101,7 +113,7 @@ BandWriter::BandWriter(std::filesystem::path path, OutputOptions const& options,
     if (!georef.crsWkt.empty()) {
         GDALSetProjection(dataset_.get(), georef.crsWkt.c_str());
     }
-    carryMetadata(layout.metadataFrom, dataset_.get(), layout.bands);
+    carryMetadata(layout.metadataFrom, dataset_.get(), layout.bands, layout.keepsUnits);
     for (std::uint32_t band = 1; band <= layout.bands && plan_.nodata; ++band) {
         GDALSetRasterNoDataValue(GDALGetRasterBand(dataset_.get(), static_cast<int>(band)), *plan_.nodata);
     }

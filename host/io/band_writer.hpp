@@ -23,6 +23,7 @@ struct ResultLayout {
     Georeference georef;
     std::optional<double> holeNodata; // NaN for float results with holes; none for masks and codes
     GDALDatasetH metadataFrom = nullptr; // AREA_OR_POINT and band metadata are carried over from it
+    bool keepsUnits = false; // the result is in the input's units (smoothed heights, sums, differences)
 };
 
 // A result written a band of rows at a time, all or nothing (see

@@ -61,14 +61,16 @@ HeightInput wholeRaster(HeightReader const& reader) {
     return whole;
 }
 
-ResultLayout resultLayout(HeightReader const& reader, GDALDataType type, std::optional<double> holeNodata) {
+ResultLayout resultLayout(HeightReader const& reader, GDALDataType type, std::optional<double> holeNodata,
+                          bool keepsUnits) {
     return {.width = reader.width(),
             .height = reader.height(),
             .bands = 1,
             .type = type,
             .georef = reader.georef(),
             .holeNodata = holeNodata,
-            .metadataFrom = reader.dataset()};
+            .metadataFrom = reader.dataset(),
+            .keepsUnits = keepsUnits};
 }
 
 void streamMask(HeightReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,

@@ -15,8 +15,10 @@ namespace rastrum_host {
 // no more (the plane-gradient note).
 HeightInput wholeRaster(HeightReader const& reader);
 
-// The layout of a result of `type` for a raster read by `reader`.
-ResultLayout resultLayout(HeightReader const& reader, GDALDataType type, std::optional<double> holeNodata);
+// The layout of a result of `type` for a raster read by `reader`; `keepsUnits`
+// when the result is in the heights' units.
+ResultLayout resultLayout(HeightReader const& reader, GDALDataType type, std::optional<double> holeNodata,
+                          bool keepsUnits = false);
 
 void streamMask(HeightReader const& input, BandWriter& output, Tiling const& tiling, StreamSettings const& settings,
                 RunContext const& context);

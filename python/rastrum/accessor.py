@@ -6,8 +6,9 @@ series as the slices of one bundle (on Dask, the steps of each chunk), and
 their ``time`` keyword picks one step by its label, which the library then
 runs alone; the other operations take one raster at a time, step by step.
 Holes come from ``rio.nodata`` or ``_FillValue``. Results keep the
-coordinates (with rioxarray's CRS and transform) and attributes; float
-results have NaN as nodata. On a Dask-backed array each chunk is run with a
+coordinates (with rioxarray's CRS and transform) and attributes, but not the
+input's statistics, nor its ``units`` unless the result is in them (smoothed
+heights, sums and differences); float results have NaN as nodata. On a Dask-backed array each chunk is run with a
 halo of what the operation's stencil reaches (``map_overlap``), so the result
 equals the in-memory call for any chunking, as long as the overlap is left at
 its default.
@@ -69,7 +70,7 @@ class RastrumAccessor:
             nodata = da.attrs.get("_FillValue", da.encoding.get("_FillValue"))
         return None if nodata is None or np.isnan(nodata) else float(nodata)
 
-    def _apply(self, run, halo, dtype, others=(), dimensions=2, series=False):
+    def _apply(self, run, halo, dtype, others=(), dimensions=2, series=False, units=False):
         da = self._da
         arrays = [da.data] + [o.data if isinstance(o, xr.DataArray) else o for o in others]
         block = _as_series(run) if series else lambda *b: _per_plane(run, dimensions, *b)
@@ -87,12 +88,12 @@ class RastrumAccessor:
             data = source.map_overlap(
                 block, depth=depth, boundary="none", dtype=dtype, meta=np.empty((0,) * da.ndim, dtype),
             )
-        return self._wrap(data)
+        return self._wrap(data, units)
 
-    def _wrap(self, data):
+    def _wrap(self, data, units=False):
         da = self._da
-        dropped = ("_FillValue", "missing_value", "scale_factor", "add_offset")
-        attrs = {k: v for k, v in da.attrs.items() if k not in dropped}
+        dropped = {"_FillValue", "missing_value", "scale_factor", "add_offset"} | (set() if units else {"units"})
+        attrs = {k: v for k, v in da.attrs.items() if k not in dropped and not k.startswith("STATISTICS_")}
         out = xr.DataArray(data, coords=da.coords, dims=da.dims, attrs=attrs, name=da.name)
         if rioxarray is not None:
             floating = np.issubdtype(out.dtype, np.floating)
@@ -127,7 +128,7 @@ class RastrumAccessor:
         nodata = self._nodata()
         return self._apply(
             lambda h: rastrum.smooth(h, gaussian, window, sigma_spatial, sigma_range, nodata=nodata, **options),
-            (_window(window) - 1) // 2, self._da.dtype,
+            (_window(window) - 1) // 2, self._da.dtype, units=True,
         )
 
     def sobel(self, slope=45.0, time=None, **options):
@@ -145,7 +146,7 @@ class RastrumAccessor:
         dtype = self._da.dtype if np.issubdtype(self._da.dtype, np.floating) else np.int32
         return self._apply(
             lambda a, b: rastrum.calc(op, a, b, b_holes={"nodata": b_nodata}, nodata=nodata, **options),
-            0, dtype, others=(other,),
+            0, dtype, others=(other,), units=op in ("add", "subtract"),
         )
 
     def overwrite(self, ranges, invert=False, value=1, codes=None, **options):

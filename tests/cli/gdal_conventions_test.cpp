@@ -96,6 +96,42 @@ TEST_F(GdalConventions, GeoTiffsAreTiledAndCompressedUnlessCreationOptionsSayOth
     }
 }
 
+// The input's AREA_OR_POINT and band metadata carry over; its statistics never
+// (they describe the input's values), its unit only where the result is in it.
+TEST_F(GdalConventions, ResultsKeepTheInputsMetadataButNotItsStatistics) {
+    GDALDatasetH const input = GDALOpen(dem.c_str(), GA_Update);
+    GDALSetMetadataItem(input, "AREA_OR_POINT", "Point", nullptr);
+    GDALRasterBandH const band = GDALGetRasterBand(input, 1);
+    GDALSetMetadataItem(band, "SURVEY", "lidar 2024", nullptr);
+    GDALSetMetadataItem(band, "STATISTICS_MEAN", "512.5", nullptr);
+    GDALSetRasterUnitType(band, "m");
+    GDALClose(input);
+    struct Case {
+        std::vector<std::string> arguments;
+        char const* unit;
+    };
+    for (auto const& c : std::vector<Case>{{{"smooth", dem}, "m"},
+                                           {{"calc", "subtract", dem, dem}, "m"},
+                                           {{"calc", "multiply", dem, dem}, ""},
+                                           {{"mask", dem}, ""},
+                                           {{"slope", dem}, ""}}) {
+        auto arguments = c.arguments;
+        arguments.insert(arguments.end(), {folder / "meta.tif", "--overwrite", "-q"});
+        ASSERT_EQ(rastrum(arguments).status, 0) << arguments[0];
+        GDALDatasetH const written = GDALOpen((folder / "meta.tif").c_str(), GA_ReadOnly);
+        GDALRasterBandH const result = GDALGetRasterBand(written, 1);
+        auto const item = [](GDALMajorObjectH object, char const* key) {
+            char const* value = GDALGetMetadataItem(object, key, nullptr);
+            return std::string(value ? value : "(none)");
+        };
+        EXPECT_EQ(item(written, "AREA_OR_POINT"), "Point") << arguments[0];
+        EXPECT_EQ(item(result, "SURVEY"), "lidar 2024") << arguments[0];
+        EXPECT_EQ(item(result, "STATISTICS_MEAN"), "(none)") << arguments[0];
+        EXPECT_EQ(std::string(GDALGetRasterUnitType(result)), c.unit) << arguments[0] << " " << arguments[1];
+        GDALClose(written);
+    }
+}
+
 TEST_F(GdalConventions, EveryOfferedFormatGivesTheResultBack) {
     struct Format {
         char const* driver;

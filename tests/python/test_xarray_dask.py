@@ -27,10 +27,12 @@ def dem(tmp_path_factory):
 
 def test_results_keep_coordinates_crs_and_take_holes_from_nodata(dem):
     _, da = dem
-    da.attrs["units"] = "m"
+    da = da.assign_attrs(units="m", survey="lidar", STATISTICS_MEAN=500.0)
     result = da.rastrum.sobel()
     assert result.rio.crs == da.rio.crs and result.rio.transform() == da.rio.transform()
-    assert result.attrs["units"] == "m" and np.isnan(result.rio.nodata)
+    assert result.attrs["survey"] == "lidar" and np.isnan(result.rio.nodata)
+    assert "units" not in result.attrs and "STATISTICS_MEAN" not in result.attrs
+    assert da.rastrum.smooth().attrs["units"] == "m" and da.rastrum.calc("subtract", da).attrs["units"] == "m"
     xr.testing.assert_equal(result.x, da.x)
     np.testing.assert_array_equal(result, rastrum.sobel(da.values, nodata=-9999))
     assert np.isnan(result.values[da.values == -9999]).all()

@@ -124,7 +124,7 @@ void commandSmooth(InputArgs const& input, OutputArgs const& output, SmoothOptio
     checkOutput(output);
     HeightReader const heights(input.path, input.read);
     auto const type = heightType(output, "smooth", heights);
-    streamed(output, resultLayout(heights, type, FloatNodata), {PreviewStyle::Relief}, [&](BandWriter& result) {
+    streamed(output, resultLayout(heights, type, FloatNodata, true), {PreviewStyle::Relief}, [&](BandWriter& result) {
         streamSmooth(heights, result, options, tiling, output.stream, context);
     });
 }
@@ -160,7 +160,9 @@ void commandCalc(std::string const& operation, InputArgs const& first, InputArgs
     auto const style = arithmetic == Rastrum::Operandi::Subtract ? PreviewStyle::Diverging : PreviewStyle::Ramp;
     // Both in double precision when either is Float64.
     auto const type = std::max(heightType(output, "calc", a), heightType(output, "calc", b));
-    streamed(output, resultLayout(a, type, FloatNodata), {style}, [&](BandWriter& result) {
+    // Sums and differences are heights; products and quotients are not.
+    bool const heights = arithmetic == Rastrum::Operandi::Add || arithmetic == Rastrum::Operandi::Subtract;
+    streamed(output, resultLayout(a, type, FloatNodata, heights), {style}, [&](BandWriter& result) {
         streamCalc(arithmetic, a, b, result, tiling, output.stream, context);
     });
 }
