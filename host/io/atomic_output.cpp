@@ -4,12 +4,17 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <system_error>
 #include <vector>
+
+#include <cpl_error.h>
+#include <cpl_string.h>
+#include <gdal.h>
 
 #include "core/errors.hpp"
 
@@ -63,6 +68,43 @@ void retargetText(fs::path const& file, std::string const& stagingName) {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << withoutStagingFolders(text);
 }
 
+// Whether `file` is named as a side file of `target`: its statistics
+// (".aux.xml"), overviews (".ovr"), mask (".msk"), or with the target's stem a
+// ".prj", world file or header. Other files a raster lists (a VRT's sources)
+// are not its own.
+bool sideFileName(fs::path const& file, fs::path const& target) {
+    auto const name = file.filename().string();
+    auto const stem = target.stem().string() + ".";
+    if (name.starts_with(target.filename().string() + ".")) {
+        return true;
+    }
+    static std::vector<std::string> const beside{".prj", ".tfw", ".wld", ".hdr", ".aux"};
+    return name.starts_with(stem) && std::ranges::count(name, '.') == std::ranges::count(stem, '.') &&
+           std::ranges::find(beside, file.extension().string()) != beside.end();
+}
+
+// The side files GDAL reads as part of the raster at `target`: the raster
+// that replaces it must not inherit them. None when it is no raster.
+std::vector<fs::path> sideFilesOf(fs::path const& target) {
+    CPLPushErrorHandler(CPLQuietErrorHandler);
+    GDALDatasetH const old = GDALOpenEx(target.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr);
+    CPLPopErrorHandler();
+    std::vector<fs::path> files;
+    if (!old) {
+        return files;
+    }
+    char** list = GDALGetFileList(old);
+    std::error_code error;
+    for (char** name = list; name && *name; ++name) {
+        if (fs::path const file(*name); sideFileName(file, target) && !fs::equivalent(file, target, error)) {
+            files.push_back(file);
+        }
+    }
+    CSLDestroy(list);
+    GDALClose(old);
+    return files;
+}
+
 } // namespace
 
 AtomicOutput::AtomicOutput(fs::path target, bool overwrite)
@@ -91,6 +133,7 @@ void AtomicOutput::commit() {
                              " comes with a file of this name (use --overwrite to replace it)");
         }
     }
+    auto const stale = overwrite_ ? sideFilesOf(target_) : std::vector<fs::path>();
     CommitWindow const window;
     std::vector<fs::path> moved;
     for (auto const& file : files) {
@@ -106,6 +149,12 @@ void AtomicOutput::commit() {
         throw InputError(destination.string() + (reason == EEXIST
                                                       ? ": another run wrote it meanwhile; it is left as it is"
                                                       : ": cannot be written: " + std::string(std::strerror(reason))));
+    }
+    for (auto const& file : stale) {
+        auto const sameName = [&](fs::path const& placed) { return placed.filename() == file.filename(); };
+        if (std::ranges::none_of(moved, sameName)) {
+            fs::remove(file, error);
+        }
     }
 }
 

@@ -209,6 +209,19 @@ HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows, 
     for (std::size_t i = 0; i < nodata.size(); ++i) {
         heights[i] = flags[i] != 0 ? std::numeric_limits<T>::quiet_NaN() : heights[i];
     }
+    // Heights stored scaled (say Int16 decimetres with a scale of 0.1) are
+    // computed in the units the band declares, as GDAL's unscaling reads them.
+    if (!options_.terrainRgb) {
+        int hasScale = 0;
+        int hasOffset = 0;
+        double const scale = GDALGetRasterScale(band, &hasScale);
+        double const offset = GDALGetRasterOffset(band, &hasOffset);
+        if ((hasScale != 0 && scale != 1.0) || (hasOffset != 0 && offset != 0.0)) {
+            for (std::size_t i = 0; i < cells; ++i) {
+                heights[i] = static_cast<T>(static_cast<double>(heights[i]) * scale + offset);
+            }
+        }
+    }
     // Without codes every cell is data but the NaN ones. The test stays out of
     // the loop: the byte stores could alias it, which keeps it from vectorising.
     if (!codes_) {

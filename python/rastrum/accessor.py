@@ -5,7 +5,9 @@ them (``time``, ``band``) is a series of rasters. ``mask`` and ``sobel`` run a
 series as the slices of one bundle (on Dask, the steps of each chunk), and
 their ``time`` keyword picks one step by its label, which the library then
 runs alone; the other operations take one raster at a time, step by step.
-Holes come from ``rio.nodata`` or ``_FillValue``. Results keep the
+Holes come from ``rio.nodata`` or ``_FillValue``; integers with a
+``scale_factor`` or ``add_offset`` are unscaled first, as the command line
+reads them. Results keep the
 coordinates (with rioxarray's CRS and transform) and attributes, but not the
 input's statistics, nor its ``units`` unless the result is in them (smoothed
 heights, sums and differences); float results have NaN as nodata. On a Dask-backed array each chunk is run with a
@@ -58,10 +60,28 @@ def _is_dask(data):
     return type(data).__module__.startswith("dask")
 
 
+def _unscaled(da):
+    """Heights stored as scaled integers (``scale_factor``, ``add_offset``, as
+    rioxarray leaves them without ``mask_and_scale``) in the units their
+    attributes declare, as Float32 with NaN holes; other arrays as they are."""
+    scale, offset = da.attrs.get("scale_factor", 1.0), da.attrs.get("add_offset", 0.0)
+    if scale == 1.0 and offset == 0.0:
+        return da
+    nodata = da.rio.nodata if rioxarray is not None else None
+    nodata = da.attrs.get("_FillValue") if nodata is None else nodata
+    heights = da.astype(np.float64)
+    if nodata is not None:
+        heights = heights.where(da != nodata)
+    out = (heights * scale + offset).astype(np.float32)
+    attrs = {k: v for k, v in da.attrs.items() if k not in ("scale_factor", "add_offset", "_FillValue")}
+    out = out.assign_attrs(attrs)
+    return out.rio.write_nodata(np.nan, encoded=False) if rioxarray is not None else out
+
+
 @xr.register_dataarray_accessor("rastrum")
 class RastrumAccessor:
     def __init__(self, da):
-        self._da = da
+        self._da = _unscaled(da)
 
     def _nodata(self, da=None):
         da = self._da if da is None else da

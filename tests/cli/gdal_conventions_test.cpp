@@ -132,6 +132,26 @@ TEST_F(GdalConventions, ResultsKeepTheInputsMetadataButNotItsStatistics) {
     }
 }
 
+// Heights stored as scaled integers are computed in the units the band declares.
+TEST_F(GdalConventions, ScaledIntegerHeightsAreUnscaledFirst) {
+    auto stored = terrain(70, 50);
+    auto heights = stored;
+    stored.type = GDT_Int16;
+    for (std::size_t i = 0; i < stored.values.size(); ++i) {
+        bool const hole = stored.values[i] == Nodata;
+        stored.values[i] = hole ? Nodata : std::round((stored.values[i] - 100.0) * 10.0);
+        heights.values[i] = hole ? Nodata : static_cast<float>(stored.values[i] * 0.1 + 100.0);
+    }
+    writeRaster(folder / "int16.tif", stored);
+    GDALDatasetH const scaled = GDALOpen((folder / "int16.tif").c_str(), GA_Update);
+    GDALSetRasterScale(GDALGetRasterBand(scaled, 1), 0.1);
+    GDALSetRasterOffset(GDALGetRasterBand(scaled, 1), 100.0);
+    GDALClose(scaled);
+    writeRaster(folder / "float.tif", heights);
+    expectSameRaster(run({"smooth", folder / "int16.tif", folder / "from-int16.tif"}),
+                     run({"smooth", folder / "float.tif", folder / "from-float.tif"}));
+}
+
 TEST_F(GdalConventions, EveryOfferedFormatGivesTheResultBack) {
     struct Format {
         char const* driver;

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include <gdal.h>
+
 #include "cli_support.hpp"
 #include "io/atomic_output.hpp"
 
@@ -33,6 +35,24 @@ protected:
 TEST_F(OutputSafety, SideFilesNameTheFinalPath) {
     EXPECT_EQ(rastrum({"mask", dem, folder / "g2.bil", "-of", "ENVI"}).status, 0);
     EXPECT_NE(contents(folder / "g2.hdr").find("{\n" + folder / "g2.bil}"), std::string::npos);
+}
+
+// Stale statistics or overviews beside an overwritten raster would be read as the new one's.
+TEST_F(OutputSafety, AnOverwrittenRasterLosesTheOldOnesSideFiles) {
+    auto const out = folder / "out.tif";
+    ASSERT_EQ(rastrum({"sobel", dem, out, "-q"}).status, 0);
+    GDALDatasetH const old = GDALOpen(out.c_str(), GA_ReadOnly);
+    int const factor = 2;
+    ASSERT_EQ(GDALBuildOverviews(old, "NEAREST", 1, &factor, 0, nullptr, nullptr, nullptr), CE_None);
+    double statistics[4];
+    GDALComputeRasterStatistics(GDALGetRasterBand(old, 1), FALSE, statistics, statistics + 1, statistics + 2,
+                                statistics + 3, nullptr, nullptr);
+    GDALClose(old);
+    std::ofstream(folder / "out.txt") << "not a side file\n";
+    ASSERT_EQ(folder.entries(), (std::vector<std::string>{"dem.tif", "out.tif", "out.tif.aux.xml", "out.tif.ovr",
+                                                          "out.txt"}));
+    ASSERT_EQ(rastrum({"mask", dem, out, "-q", "--overwrite"}).status, 0);
+    EXPECT_EQ(folder.entries(), (std::vector<std::string>{"dem.tif", "out.tif", "out.txt"}));
 }
 
 TEST_F(OutputSafety, LeftOverStagingFoldersAreRemovedAndLiveOnesKept) {

@@ -2,6 +2,7 @@
 import dask
 import numpy as np
 import pytest
+import rasterio
 import rioxarray
 import xarray as xr
 
@@ -36,6 +37,19 @@ def test_results_keep_coordinates_crs_and_take_holes_from_nodata(dem):
     xr.testing.assert_equal(result.x, da.x)
     np.testing.assert_array_equal(result, rastrum.sobel(da.values, nodata=-9999))
     assert np.isnan(result.values[da.values == -9999]).all()
+
+
+def test_scaled_integer_heights_are_computed_in_their_declared_units(tmp_path):
+    raw = np.where(terrain() == -9999, -32768, np.round((terrain() - 400) * 10)).astype(np.int16)
+    path = write_tif(tmp_path / "int16.tif", raw, dtype="int16", nodata=-32768)
+    with rasterio.open(path, "r+") as f:
+        f.scales, f.offsets = (0.1,), (400.0,)
+    heights = np.where(raw == -32768, np.nan, raw * 0.1 + 400.0).astype(np.float32)
+    da = rioxarray.open_rasterio(path).squeeze("band", drop=True)
+    for data in (da.load(), da.chunk({"x": 61, "y": 47})):
+        result = data.rastrum.smooth()
+        assert "scale_factor" not in result.attrs and np.isnan(result.rio.nodata)
+        np.testing.assert_array_equal(result.values, rastrum.smooth(heights))
 
 
 def test_a_time_series_equals_its_steps_run_one_by_one(dem):
