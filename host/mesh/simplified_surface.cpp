@@ -241,14 +241,20 @@ private:
     // only when the first fails leaves some 2 % fewer triangles than choosing
     // between the two beforehand, in the same time; trying every neighbour
     // leaves a sixth fewer for about a tenth more time in all.
+    // The more neighbours a vertex has, the more and longer the faces of its
+    // fan and the less often it moves (on the benchmark terrain about half
+    // of those with four, a quarter with six, one in seven with seven, under
+    // one in ten beyond): a vertex with six tries only the nearest, one with
+    // more stays, which spares some two fifths of the thinning's time for 8
+    // to 15 % more triangles.
     void decimate() {
         triangulation_.indexVertices();
         std::vector<std::uint32_t> star;
         std::vector<GridPoint> ring;
         for (std::uint32_t v : inserted_) {
             triangulation_.star(v, star);
-            bool const nearHole = std::ranges::any_of(star, [&](std::uint32_t h) { return state_[h / 3].coversHole; });
-            if (star.empty() || nearHole) {
+            if (star.empty() || star.size() > MostNeighbours ||
+                std::ranges::any_of(star, [&](std::uint32_t h) { return state_[h / 3].coversHole; })) {
                 continue;
             }
             ring.clear();
@@ -257,7 +263,9 @@ private:
             }
             GridPoint const cell = triangulation_.point(v);
             auto const [first, second] = nearestInHeight(ring, grid_.height(cell));
-            for (std::size_t const onto : {first, second}) {
+            std::array const candidates{first, second};
+            std::size_t const tries = star.size() < MostNeighbours ? 2 : 1;
+            for (std::size_t const onto : std::span(candidates).first(tries)) {
                 if (vertexExcess(ring, cell, onto) <= 0.0 && fanWithinError(ring, onto)) {
                     triangulation_.collapse(star, onto);
                     break;
@@ -291,6 +299,7 @@ private:
     };
 
     static constexpr std::int32_t SeedSpacing = 16;
+    static constexpr std::size_t MostNeighbours = 6; // of a vertex the thinning tries to move
 
     // The face that holds p, walking there from face t; None when p lies off the hull.
     std::uint32_t locate(GridPoint p, std::uint32_t t) const {
