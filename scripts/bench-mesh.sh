@@ -50,9 +50,10 @@ for e in 5 10 50; do
   read -r theirs their_ms < <(node -e "const r=JSON.parse(process.argv[1])['$e']; console.log(r.triangles, r.ms.toFixed(1))" "$martini")
   ratio=$(awk -v a="$ours" -v b="$theirs" 'BEGIN{printf "%.2f", a/b}')
   time_ratio=$(awk -v a="$ms" -v b="$their_ms" 'BEGIN{printf "%.1f", a/b}')
-  build_ratio=$(awk -v a="$build_ms" -v b="$their_ms" 'BEGIN{printf "%.1f", a/b}')
-  count_met=$(awk -v r="$ratio" 'BEGIN{print (r <= 0.6) ? "met" : "not met"}')
-  build_met=$(awk -v r="$build_ratio" 'BEGIN{print (r <= 1.0) ? "met" : "not met"}')
+  build_ratio=$(awk -v a="$build_ms" -v b="$their_ms" 'BEGIN{printf "%.2f", a/b}')
+  # judged on the figures themselves, not on the rounded ratios
+  count_met=$(awk -v a="$ours" -v b="$theirs" 'BEGIN{print (a <= 0.6 * b) ? "met" : "not met"}')
+  build_met=$(awk -v a="$build_ms" -v b="$their_ms" 'BEGIN{print (a <= b) ? "met" : "not met"}')
   rows+="| $e | $ours | $theirs | $ratio ($count_met) | $build_ms | $ms | $their_ms | $build_ratio ($build_met) | $time_ratio |"$'\n'
 done
 

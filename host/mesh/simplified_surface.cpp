@@ -113,6 +113,9 @@ SurfaceCounts emitJoined(std::span<PartSurface const> parts, std::int32_t rows, 
     return {positions.size(), triangles};
 }
 
+// Refinement starts from a lattice of data cells this far apart.
+constexpr std::int32_t SeedSpacing = 16;
+
 class Refiner {
 public:
     // Refines the part of the grid inside the convex polygon `hull` whose
@@ -298,7 +301,6 @@ private:
         bool unscanned = false;         // changed since its last scan, queued to be scanned
     };
 
-    static constexpr std::int32_t SeedSpacing = 16;
     static constexpr std::size_t MostNeighbours = 6; // of a vertex the thinning tries to move
 
     // The face that holds p, walking there from face t; None when p lies off the hull.
@@ -415,24 +417,45 @@ bool allData(ScanGrid const& grid, std::int32_t column) {
     return true;
 }
 
+// About how many vertices per cell a refinement within the error needs around
+// cell c: one per square of the largest side s (a power of two up to the seed
+// spacing) over which the heights, taken s cells either side in both
+// directions, bend by at most twice the error, the most a plane spanning
+// them may miss the middle by.
+double vertexDensity(ScanGrid const& grid, GridPoint c, double maxError) {
+    double const h = grid.height(c);
+    auto const bendsLittle = [&](GridPoint a, GridPoint b) { // false beside a hole (NaN)
+        return std::abs(grid.height(a) - 2.0 * h + grid.height(b)) <= 2.0 * maxError;
+    };
+    std::int32_t side = 1;
+    for (std::int32_t s = 1; s <= SeedSpacing; s *= 2) {
+        bool const across = c.x < s || c.x + s >= grid.columns || bendsLittle({c.x - s, c.y}, {c.x + s, c.y});
+        bool const along = c.y < s || c.y + s >= grid.rows || bendsLittle({c.x, c.y - s}, {c.x, c.y + s});
+        if (!across || !along) {
+            break;
+        }
+        side = s;
+    }
+    return 1.0 / (static_cast<double>(side) * side);
+}
+
 // The column that splits the refinement's work about evenly, judged on every
-// fourth row by each cell's curvature, to which the density of vertices a
-// Delaunay refinement needs is about proportional; kept to the middle half.
-std::int32_t balancedSeam(ScanGrid const& grid) {
+// fourth row and column: the vertices it inserts, and the scans every cell
+// gets whatever the error (the seed lattice's faces, the thinning's fans),
+// which cost a cell about a sixteenth of an insertion. Kept to the middle half.
+std::int32_t balancedSeam(ScanGrid const& grid, double maxError) {
+    constexpr double ScanShare = 1.0 / 16.0;
     std::vector<double> work(static_cast<std::size_t>(grid.columns), 0.0);
-    for (std::int32_t y = 1; y + 1 < grid.rows; y += 4) {
-        for (std::int32_t x = 1; x + 1 < grid.columns; ++x) {
-            double const h = grid.height({x, y});
-            double const curvature = std::abs(grid.height({x - 1, y}) - 2.0 * h + grid.height({x + 1, y})) +
-                                     std::abs(grid.height({x, y - 1}) - 2.0 * h + grid.height({x, y + 1}));
-            if (curvature >= 0.0) { // not at or beside a hole
-                work[static_cast<std::size_t>(x)] += curvature;
+    for (std::int32_t y = 2; y < grid.rows; y += 4) {
+        for (std::int32_t x = 2; x < grid.columns; x += 4) {
+            if (grid.isData({x, y})) {
+                work[static_cast<std::size_t>(x)] += vertexDensity(grid, {x, y}, maxError) + ScanShare;
             }
         }
     }
     double const half = std::accumulate(work.begin(), work.end(), 0.0) / 2.0;
     if (!(half > 0.0)) {
-        return grid.columns / 2; // a plane: any column splits the work evenly
+        return grid.columns / 2; // no data cell sampled
     }
     std::int32_t seam = 0;
     for (double sum = 0.0; seam < grid.columns && sum < half; ++seam) {
@@ -453,7 +476,7 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
     // Two halves refined at once along a column of data cells, which splits
     // their work about evenly or else lies in the middle: its profile,
     // simplified first, gives both halves the same corners there.
-    std::int32_t const balanced = balancedSeam(grid);
+    std::int32_t const balanced = balancedSeam(grid, maxError);
     std::int32_t const seam = allData(grid, balanced) ? balanced : columns / 2;
     if (columns >= 16 && allData(grid, seam)) {
         auto const west = hullCorners(grid, 0, seam), east = hullCorners(grid, seam, columns - 1);
