@@ -8,6 +8,7 @@
 #include <limits>
 #include <set>
 #include <sstream>
+#include <vector>
 
 #include "core/errors.hpp"
 #include "io/gdal_dataset.hpp"
@@ -44,7 +45,17 @@ bool listed(char const* list, std::string const& word) {
 // integers, so masks and codes, with its georeferencing in a side file; the
 // type check below refuses it for heights. Others write references to other
 // files (VRT), lossy pictures, encoded colours or point lists, and are refused.
-std::set<std::string> const faithful{"GTiff", "COG", "AAIGrid", "ENVI", "EHdr", "HFA", "GPKG", "netCDF", "PCIDSK", "PNG"};
+// In the order the refusal offers them.
+std::vector<std::string> const faithful{"GTiff", "COG", "AAIGrid", "ENVI", "EHdr", "HFA", "GPKG", "netCDF", "PCIDSK", "PNG"};
+
+// "A, B or C" of the faithful formats.
+std::string faithfulList() {
+    std::string text;
+    for (std::size_t i = 0; i < faithful.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == faithful.size() ? " or " : ", ") + faithful[i];
+    }
+    return text;
+}
 
 // Formats whose nodata cannot be NaN (or that do not read a NaN nodata back).
 std::set<std::string> const finiteNodataFormats{"AAIGrid", "GPKG", "HFA", "PNG"};
@@ -114,10 +125,9 @@ OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& op
     plan.driver = outputDriver(path, options.format);
     std::string const name = GDALGetDriverShortName(plan.driver);
     auto const named = (options.format.empty() ? path.string() : "-of " + options.format) + ": ";
-    if (!faithful.contains(name)) {
+    if (std::ranges::find(faithful, name) == faithful.end()) {
         throw InputError(named + "the " + name + " format would not give the result back unchanged (size, "
-                         "georeferencing, type and values); write GTiff, COG, AAIGrid, ENVI, EHdr, HFA, GPKG, netCDF, "
-                         "PCIDSK or PNG and convert with GDAL's tools");
+                         "georeferencing, type and values); write " + faithfulList() + " and convert with GDAL's tools");
     }
     if (!listed(GDALGetMetadataItem(plan.driver, GDAL_DMD_CREATIONDATATYPES, nullptr), GDALGetDataTypeName(type))) {
         throw InputError(named + "the " + name + " format cannot hold " + GDALGetDataTypeName(type) + " values");

@@ -124,6 +124,17 @@ Dataset openCellTypes(std::string const& codesPath, GDALDatasetH heights, std::s
 
 } // namespace
 
+std::optional<HeightScaling> scalingOf(GDALRasterBandH band) {
+    int hasScale = 0;
+    int hasOffset = 0;
+    double const scale = GDALGetRasterScale(band, &hasScale);
+    double const offset = GDALGetRasterOffset(band, &hasOffset);
+    if ((hasScale != 0 && scale != 1.0) || (hasOffset != 0 && offset != 0.0)) {
+        return HeightScaling{scale, offset};
+    }
+    return std::nullopt;
+}
+
 Georeference rowsGeoreference(Georeference georef, std::uint32_t firstRow) {
     auto& t = georef.transform;
     if (georef.hasTransform) {
@@ -158,6 +169,9 @@ HeightReader::HeightReader(std::string path, ReadOptions options)
     width_ = static_cast<std::uint32_t>(GDALGetRasterXSize(ds));
     height_ = static_cast<std::uint32_t>(GDALGetRasterYSize(ds));
     georef_ = georeferenceOf(ds);
+    if (!options_.terrainRgb) {
+        scaling_ = scalingOf(GDALGetRasterBand(ds, band_));
+    }
 }
 
 GDALDataType HeightReader::type() const {
@@ -209,17 +223,10 @@ HeightInputOf<T> HeightReader::read(std::uint32_t firstRow, std::uint32_t rows, 
     for (std::size_t i = 0; i < nodata.size(); ++i) {
         heights[i] = flags[i] != 0 ? std::numeric_limits<T>::quiet_NaN() : heights[i];
     }
-    // Heights stored scaled (say Int16 decimetres with a scale of 0.1) are
-    // computed in the units the band declares, as GDAL's unscaling reads them.
-    if (!options_.terrainRgb) {
-        int hasScale = 0;
-        int hasOffset = 0;
-        double const scale = GDALGetRasterScale(band, &hasScale);
-        double const offset = GDALGetRasterOffset(band, &hasOffset);
-        if ((hasScale != 0 && scale != 1.0) || (hasOffset != 0 && offset != 0.0)) {
-            for (std::size_t i = 0; i < cells; ++i) {
-                heights[i] = static_cast<T>(static_cast<double>(heights[i]) * scale + offset);
-            }
+    // Scaled heights are computed in the units the band declares.
+    if (scaling_) {
+        for (std::size_t i = 0; i < cells; ++i) {
+            heights[i] = static_cast<T>(static_cast<double>(heights[i]) * scaling_->scale + scaling_->offset);
         }
     }
     // Without codes every cell is data but the NaN ones. The test stays out of

@@ -1,12 +1,22 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "core/raster.hpp"
 #include "io/gdal_dataset.hpp"
 
 namespace rastrum_host {
+
+// How a band's stored values give heights: value x scale + offset, as GDAL
+// declares them (say Int16 decimetres with a scale of 0.1).
+struct HeightScaling {
+    double scale = 1.0;
+    double offset = 0.0;
+};
+// None where the stored values are the heights themselves.
+std::optional<HeightScaling> scalingOf(GDALRasterBandH band);
 
 struct ReadOptions {
     int band = 1;                  // 1-based, as GDAL counts (-b)
@@ -45,6 +55,7 @@ private:
     std::uint32_t width_ = 0;
     std::uint32_t height_ = 0;
     Georeference georef_;
+    std::optional<HeightScaling> scaling_;
 };
 
 // Every band of an integer raster as one layer of a marker volume, read a

@@ -60,6 +60,14 @@ def _is_dask(data):
     return type(data).__module__.startswith("dask")
 
 
+def _nodata_of(da):
+    """The array's nodata value (rioxarray's, else ``_FillValue``); None for none or NaN."""
+    nodata = da.rio.nodata if rioxarray is not None else None
+    if nodata is None:
+        nodata = da.attrs.get("_FillValue", da.encoding.get("_FillValue"))
+    return None if nodata is None or np.isnan(nodata) else float(nodata)
+
+
 def _unscaled(da):
     """Heights stored as scaled integers (``scale_factor``, ``add_offset``, as
     rioxarray leaves them without ``mask_and_scale``) in the units their
@@ -67,8 +75,7 @@ def _unscaled(da):
     scale, offset = da.attrs.get("scale_factor", 1.0), da.attrs.get("add_offset", 0.0)
     if scale == 1.0 and offset == 0.0:
         return da
-    nodata = da.rio.nodata if rioxarray is not None else None
-    nodata = da.attrs.get("_FillValue") if nodata is None else nodata
+    nodata = _nodata_of(da)
     heights = da.astype(np.float64)
     if nodata is not None:
         heights = heights.where(da != nodata)
@@ -84,11 +91,7 @@ class RastrumAccessor:
         self._da = _unscaled(da)
 
     def _nodata(self, da=None):
-        da = self._da if da is None else da
-        nodata = da.rio.nodata if rioxarray is not None else None
-        if nodata is None:
-            nodata = da.attrs.get("_FillValue", da.encoding.get("_FillValue"))
-        return None if nodata is None or np.isnan(nodata) else float(nodata)
+        return _nodata_of(self._da if da is None else da)
 
     def _apply(self, run, halo, dtype, others=(), dimensions=2, series=False, units=False):
         da = self._da

@@ -58,12 +58,9 @@ void describeFile(std::ostream& out, std::string const& path, int band) {
         } else {
             out << "none\n";
         }
-        int hasScale = 0;
-        int hasOffset = 0;
-        double const scale = GDALGetRasterScale(GDALGetRasterBand(ds, band), &hasScale);
-        double const offset = GDALGetRasterOffset(GDALGetRasterBand(ds, band), &hasOffset);
-        if ((hasScale && scale != 1.0) || (hasOffset && offset != 0.0)) {
-            out << "Scale:       " << scale << ", offset " << offset << " (heights = stored value x scale + offset)\n";
+        if (auto const scaling = scalingOf(GDALGetRasterBand(ds, band))) {
+            out << "Scale:       " << scaling->scale << ", offset " << scaling->offset
+                << " (heights = stored value x scale + offset)\n";
         }
     }
 }
