@@ -73,6 +73,7 @@ private:
     std::vector<std::uint32_t> twins_;
     std::vector<std::uint32_t> edgeOf_; // after indexVertices(): a half-edge leaving each vertex
     std::vector<std::uint32_t> pending_; // legalize's edges still to check, kept between calls
+    bool narrow_ = false;                // whether in-circle tests fit in 64-bit integers
 };
 
 } // namespace rastrum_host
