@@ -104,6 +104,24 @@ template <class V>
     return any != 0;
 }
 
+// v with each lane replaced by fold of it and the lane Shift further on,
+// then with Shift halved, until every lane holds the fold over all W lanes.
+enum class Fold { Max, Min, Or };
+template <Fold F, std::size_t Shift, class V, std::size_t... L>
+[[gnu::always_inline]] inline void foldLanes(V& v, std::index_sequence<L...> lanes) {
+    if constexpr (Shift > 0) {
+        V const other = __builtin_shufflevector(v, v, ((L + Shift) % sizeof...(L))...);
+        if constexpr (F == Fold::Max) {
+            v = other > v ? other : v;
+        } else if constexpr (F == Fold::Min) {
+            v = other < v ? other : v;
+        } else {
+            v |= other;
+        }
+        foldLanes<F, Shift / 2>(v, lanes);
+    }
+}
+
 template <std::size_t W>
 [[gnu::always_inline]] inline void worstCellKernel(ScanGrid const& grid, std::array<GridPoint, 3> const& c,
                                                    FacePlane const& plane, FaceFinding& found) {
@@ -148,28 +166,24 @@ template <std::size_t W>
         bx = wrap ? face.bxFrom : bx + 1;
     }
     // The largest error, then the first cell in row order that has it,
-    // without branches: which lane wins is hard to predict.
+    // without branches (which lane wins is hard to predict) and within the
+    // registers: lanes taken out one by one went through the stack.
     Doubles top = best[0];
     for (std::size_t j = 1; j < Face::N; ++j) {
         top = best[j] > top ? best[j] : top;
     }
-    double largest = top[0];
-    std::int64_t hole = holes[0];
-    for (std::size_t l = 1; l < W; ++l) {
-        largest = std::max(largest, top[l]);
-        hole |= holes[l];
-    }
+    Doubles largest = top;
+    foldLanes<Fold::Max, W / 2>(largest, std::make_index_sequence<W>{});
     Masks earliest = Masks{} + std::numeric_limits<std::int64_t>::max();
     for (std::size_t j = 0; j < Face::N; ++j) {
         Masks const keyIfLargest = best[j] == largest ? bestKey[j] : earliest;
         earliest = keyIfLargest < earliest ? keyIfLargest : earliest;
     }
-    std::int64_t key = earliest[0];
-    for (std::size_t l = 1; l < W; ++l) {
-        key = std::min(key, earliest[l]);
-    }
+    foldLanes<Fold::Min, W / 2>(earliest, std::make_index_sequence<W>{});
+    foldLanes<Fold::Or, W / 2>(holes, std::make_index_sequence<W>{});
+    std::int64_t const key = earliest[0], hole = holes[0];
     found.coversHole = hole != 0;
-    found.error = largest;
+    found.error = largest[0];
     if (found.error >= 0.0) {
         found.worst = {static_cast<std::int32_t>(key % RowKey), static_cast<std::int32_t>(key / RowKey)};
     }

@@ -336,8 +336,13 @@ private:
     // Finds the face's data cell farthest from its plane and queues the face
     // when that cell is too far, or when the face covers a hole.
     void scan(std::uint32_t t) {
-        FaceFinding const found = worstCell(grid_, cornersOf(t), maxError_);
+        auto const corners = cornersOf(t);
         FaceState& state = stateOf(t);
+        if (orientation(corners[0], corners[1], corners[2]) == 1) {
+            state = {}; // of twice area 1: no cell but its corners, which are data
+            return;
+        }
+        FaceFinding const found = worstCell(grid_, corners, maxError_);
         state = {found.worst, found.coversHole, NoCandidate, false};
         if (found.error >= 0.0 && (found.coversHole || found.error > found.threshold)) {
             state.queued = candidateOf(found.coversHole ? std::numeric_limits<double>::infinity() : found.error, t);
