@@ -95,15 +95,6 @@ struct BlockFace {
     }
 };
 
-template <class V>
-[[gnu::always_inline]] inline bool anyLane(V const& m) {
-    std::int64_t any = 0;
-    for (std::size_t l = 0; l < sizeof m / sizeof any; ++l) {
-        any |= m[l];
-    }
-    return any != 0;
-}
-
 // v with each lane replaced by fold of it and the lane Shift further on,
 // then with Shift halved, until every lane holds the fold over all W lanes.
 enum class Fold { Max, Min, Or };
@@ -208,7 +199,8 @@ template <std::size_t W>
                 outside |= in & !(error <= plane.threshold); // NaN at a hole fails
             }
         }
-        if (anyLane(outside)) {
+        foldLanes<Fold::Or, W / 2>(outside, std::make_index_sequence<W>{});
+        if (outside[0] != 0) {
             return false;
         }
     }
