@@ -32,6 +32,7 @@ struct BlockFace {
     std::array<std::array<Doubles, N>, 3> steps;
     std::array<GridPoint, 3> corners;
     double xFrom, xTo; // the columns looked at
+    bool clipped;      // whether those leave out some of the face's columns
     std::int32_t bxFrom, bxTo, byFrom, byTo;
 
     [[gnu::always_inline]] void setUp(ScanGrid const& grid, std::array<GridPoint, 3> const& c) {
@@ -45,10 +46,11 @@ struct BlockFace {
                 steps[k][j] = static_cast<double>(b.x - a.x) * y - static_cast<double>(b.y - a.y) * x;
             }
         }
-        std::int32_t const from = std::max(std::min({c[0].x, c[1].x, c[2].x}), grid.scanFrom);
-        std::int32_t const to = std::min(std::max({c[0].x, c[1].x, c[2].x}), grid.scanTo);
+        auto const [left, right] = std::minmax({c[0].x, c[1].x, c[2].x});
+        std::int32_t const from = std::max(left, grid.scanFrom), to = std::min(right, grid.scanTo);
         xFrom = from;
         xTo = to;
+        clipped = from != left || to != right;
         bxFrom = from >> 2;
         bxTo = to >> 2;
         byFrom = std::min({c[0].y, c[1].y, c[2].y}) >> 2;
@@ -64,14 +66,18 @@ struct BlockFace {
     }
 
     // All ones in the lanes of vector j of the block at column x0 whose
-    // cells lie inside the face or on its edges, within the columns looked at.
+    // cells lie inside the face or on its edges, within the columns looked
+    // at when Clip (without, all the face's columns are).
+    template <bool Clip>
     [[gnu::always_inline]] void inside(Masks& in, std::array<double, 3> const& first, std::int32_t x0,
                                        std::size_t j) const {
-        Doubles xs;
-        load(xs, LaneX.data() + j * W);
-        xs += static_cast<double>(x0);
-        in = (xs >= xFrom) & (xs <= xTo) & (first[0] + steps[0][j] >= 0.0) & (first[1] + steps[1][j] >= 0.0) &
-             (first[2] + steps[2][j] >= 0.0);
+        in = (first[0] + steps[0][j] >= 0.0) & (first[1] + steps[1][j] >= 0.0) & (first[2] + steps[2][j] >= 0.0);
+        if constexpr (Clip) {
+            Doubles xs;
+            load(xs, LaneX.data() + j * W);
+            xs += static_cast<double>(x0);
+            in &= (xs >= xFrom) & (xs <= xTo);
+        }
     }
 
     // The heights of vector j of the block at (bx, by) and each lane's
@@ -113,6 +119,43 @@ template <Fold F, std::size_t Shift, class V, std::size_t... L>
     }
 }
 
+// The blocks' lanes folded into the per-lane best errors and their cells'
+// keys, and the lanes that met a hole.
+template <std::size_t W, bool Clip>
+[[gnu::always_inline]] inline void worstCellBlocks(BlockFace<W> const& face, ScanGrid const& grid, FacePlane const& plane,
+                                                   std::array<typename BlockFace<W>::Masks, 3> const& cornerKeys,
+                                                   std::array<typename BlockFace<W>::Doubles, BlockFace<W>::N>& best,
+                                                   std::array<typename BlockFace<W>::Masks, BlockFace<W>::N>& bestKey,
+                                                   typename BlockFace<W>::Masks& holes) {
+    using Face = BlockFace<W>;
+    using Doubles = typename Face::Doubles;
+    using Masks = typename Face::Masks;
+    std::array<double, 3> first{};
+    // One loop over the blocks, row by row: fewer hard-to-predict loop ends.
+    std::int32_t const blocks = (face.bxTo - face.bxFrom + 1) * (face.byTo - face.byFrom + 1);
+    for (std::int32_t n = 0, bx = face.bxFrom, by = face.byFrom; n < blocks; ++n) {
+        face.firstAreas(first, 4 * bx, 4 * by);
+        for (std::size_t j = 0; j < Face::N; ++j) {
+            Masks in, key;
+            Doubles heights, error;
+            face.template inside<Clip>(in, first, 4 * bx, j);
+            face.errors(heights, error, grid, plane, bx, by, j);
+            Masks const data = heights == heights;
+            holes |= in & ~data;
+            load(key, LaneKey.data() + j * W);
+            key += keyOf(4 * bx, 4 * by);
+            in &= data & ~((key == cornerKeys[0]) | (key == cornerKeys[1]) | (key == cornerKeys[2]));
+            error = in ? error : Doubles{} - 1.0;
+            Masks const better = error > best[j]; // the first of equals in row order stays
+            best[j] = better ? error : best[j];
+            bestKey[j] = better ? key : bestKey[j];
+        }
+        bool const wrap = bx == face.bxTo;
+        by += wrap ? 1 : 0;
+        bx = wrap ? face.bxFrom : bx + 1;
+    }
+}
+
 template <std::size_t W>
 [[gnu::always_inline]] inline void worstCellKernel(ScanGrid const& grid, std::array<GridPoint, 3> const& c,
                                                    FacePlane const& plane, FaceFinding& found) {
@@ -132,29 +175,10 @@ template <std::size_t W>
         bestKey[j] = Masks{} + std::numeric_limits<std::int64_t>::max();
     }
     Masks holes{};
-    std::array<double, 3> first{};
-    // One loop over the blocks, row by row: fewer hard-to-predict loop ends.
-    std::int32_t const blocks = (face.bxTo - face.bxFrom + 1) * (face.byTo - face.byFrom + 1);
-    for (std::int32_t n = 0, bx = face.bxFrom, by = face.byFrom; n < blocks; ++n) {
-        face.firstAreas(first, 4 * bx, 4 * by);
-        for (std::size_t j = 0; j < Face::N; ++j) {
-            Masks in, key;
-            Doubles heights, error;
-            face.inside(in, first, 4 * bx, j);
-            face.errors(heights, error, grid, plane, bx, by, j);
-            Masks const data = heights == heights;
-            holes |= in & ~data;
-            load(key, LaneKey.data() + j * W);
-            key += keyOf(4 * bx, 4 * by);
-            in &= data & ~((key == cornerKeys[0]) | (key == cornerKeys[1]) | (key == cornerKeys[2]));
-            error = in ? error : Doubles{} - 1.0;
-            Masks const better = error > best[j]; // the first of equals in row order stays
-            best[j] = better ? error : best[j];
-            bestKey[j] = better ? key : bestKey[j];
-        }
-        bool const wrap = bx == face.bxTo;
-        by += wrap ? 1 : 0;
-        bx = wrap ? face.bxFrom : bx + 1;
+    if (face.clipped) {
+        worstCellBlocks<W, true>(face, grid, plane, cornerKeys, best, bestKey, holes);
+    } else {
+        worstCellBlocks<W, false>(face, grid, plane, cornerKeys, best, bestKey, holes);
     }
     // The largest error, then the first cell in row order that has it,
     // without branches (which lane wins is hard to predict) and within the
@@ -180,12 +204,10 @@ template <std::size_t W>
     }
 }
 
-template <std::size_t W>
-[[gnu::always_inline]] inline bool withinErrorKernel(ScanGrid const& grid, std::array<GridPoint, 3> const& c,
+template <std::size_t W, bool Clip>
+[[gnu::always_inline]] inline bool withinErrorBlocks(BlockFace<W> const& face, ScanGrid const& grid,
                                                      FacePlane const& plane) {
     using Face = BlockFace<W>;
-    Face face;
-    face.setUp(grid, c);
     std::array<double, 3> first{};
     for (std::int32_t by = face.byFrom; by <= face.byTo; ++by) {
         typename Face::Masks outside{};
@@ -194,7 +216,7 @@ template <std::size_t W>
             for (std::size_t j = 0; j < Face::N; ++j) {
                 typename Face::Masks in;
                 typename Face::Doubles heights, error;
-                face.inside(in, first, 4 * bx, j);
+                face.template inside<Clip>(in, first, 4 * bx, j);
                 face.errors(heights, error, grid, plane, bx, by, j);
                 outside |= in & !(error <= plane.threshold); // NaN at a hole fails
             }
@@ -205,6 +227,14 @@ template <std::size_t W>
         }
     }
     return true;
+}
+
+template <std::size_t W>
+[[gnu::always_inline]] inline bool withinErrorKernel(ScanGrid const& grid, std::array<GridPoint, 3> const& c,
+                                                     FacePlane const& plane) {
+    BlockFace<W> face;
+    face.setUp(grid, c);
+    return face.clipped ? withinErrorBlocks<W, true>(face, grid, plane) : withinErrorBlocks<W, false>(face, grid, plane);
 }
 
 void worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& c, FacePlane const& plane, FaceFinding& found) {
