@@ -60,12 +60,15 @@ private:
 };
 
 // A part's surviving faces off holes over its own vertices, numbered in the
-// order its faces first use them, with the normals its faces give them.
+// order its faces first use them. Normals are unit but on the seam, where the
+// other part's faces add to them: there they are the sums of the area normals
+// of this part's faces, which `seamShares` lists in the order of the faces.
 struct PartSurface {
     std::vector<MeshPoint> positions;
     std::vector<MeshPoint> normals;
     std::vector<std::int32_t> seamRows; // per vertex: its row when it lies on the seam, else -1
     std::vector<std::array<std::uint32_t, 3>> triangles;
+    std::vector<std::pair<std::int32_t, MeshPoint>> seamShares; // seam row, area normal of a face there
 };
 
 // The parts' faces over vertices numbered once: a seam cell both parts hold
@@ -73,34 +76,37 @@ struct PartSurface {
 // parts' faces one after the other: the second part's faces add to a seam
 // vertex's normal after the first part's.
 SurfaceCounts emitJoined(std::span<PartSurface const> parts, std::int32_t rows, MeshSink& sink) {
-    std::vector<MeshPoint> positions, normals;
-    std::vector<std::uint32_t> seamNumbers(static_cast<std::size_t>(rows), GridTriangulation::None);
+    auto const none = GridTriangulation::None;
+    std::vector<std::uint32_t> seamNumbers(static_cast<std::size_t>(rows), none);
+    std::vector<MeshPoint> seamNormals(static_cast<std::size_t>(rows), {0.0, 0.0, 0.0});
     std::vector<std::vector<std::uint32_t>> numbers(parts.size());
+    std::vector<std::uint32_t> firstNew(parts.size(), 0); // the first number each part gives
+    std::uint32_t count = 0;
+    for (std::size_t k = 0; k < parts.size(); ++k) {
+        firstNew[k] = count;
+        for (std::int32_t const row : parts[k].seamRows) {
+            if (row < 0) {
+                numbers[k].push_back(count++);
+                continue;
+            }
+            std::uint32_t& seamNumber = seamNumbers[static_cast<std::size_t>(row)];
+            if (seamNumber == none) {
+                seamNumber = count++;
+            }
+            numbers[k].push_back(seamNumber);
+        }
+        for (auto const& [row, share] : parts[k].seamShares) {
+            addTo(seamNormals[static_cast<std::size_t>(row)], share);
+        }
+    }
     for (std::size_t k = 0; k < parts.size(); ++k) {
         PartSurface const& part = parts[k];
         for (std::size_t v = 0; v < part.positions.size(); ++v) {
             std::int32_t const row = part.seamRows[v];
-            std::uint32_t none = GridTriangulation::None;
-            std::uint32_t& known = row >= 0 ? seamNumbers[static_cast<std::size_t>(row)] : none;
-            if (known == GridTriangulation::None) {
-                known = static_cast<std::uint32_t>(positions.size());
-                positions.push_back(part.positions[v]);
-                normals.push_back(row >= 0 ? MeshPoint{0.0, 0.0, 0.0} : part.normals[v]);
-            }
-            numbers[k].push_back(known);
-        }
-        // Seam vertices take their normals in the joined order of faces.
-        for (auto const& triangle : part.triangles) {
-            for (auto const v : triangle) {
-                if (part.seamRows[v] >= 0) {
-                    auto const& [a, b, c] = triangle;
-                    addTo(normals[numbers[k][v]], areaNormal(part.positions[a], part.positions[b], part.positions[c]));
-                }
+            if (numbers[k][v] >= firstNew[k]) {
+                sink.vertex(part.positions[v], row >= 0 ? unitNormal(seamNormals[static_cast<std::size_t>(row)]) : part.normals[v]);
             }
         }
-    }
-    for (std::size_t v = 0; v < positions.size(); ++v) {
-        sink.vertex(positions[v], unitNormal(normals[v]));
     }
     std::size_t triangles = 0;
     for (std::size_t k = 0; k < parts.size(); ++k) {
@@ -110,7 +116,7 @@ SurfaceCounts emitJoined(std::span<PartSurface const> parts, std::int32_t rows, 
         }
         triangles += parts[k].triangles.size();
     }
-    return {positions.size(), triangles};
+    return {count, triangles};
 }
 
 // Refinement starts from a lattice of data cells this far apart.
@@ -187,6 +193,14 @@ public:
             MeshPoint const n = areaNormal(part.positions[a], part.positions[b], part.positions[c]);
             for (auto const v : {a, b, c}) {
                 addTo(part.normals[v], n);
+                if (part.seamRows[v] >= 0) {
+                    part.seamShares.emplace_back(part.seamRows[v], n);
+                }
+            }
+        }
+        for (std::size_t v = 0; v < part.positions.size(); ++v) {
+            if (part.seamRows[v] < 0) {
+                part.normals[v] = unitNormal(part.normals[v]);
             }
         }
         return part;
