@@ -454,13 +454,14 @@ double vertexDensity(ScanGrid const& grid, GridPoint c, double maxError) {
 }
 
 // The column that splits the refinement's work about evenly, judged on every
-// fourth row and column: the vertices it inserts, and the scans every cell
+// eighth row and fourth column (the column is what must be found finely):
+// the vertices it inserts, and the scans every cell
 // gets whatever the error (the seed lattice's faces, the thinning's fans),
 // which cost a cell about a sixteenth of an insertion. Kept to the middle half.
 std::int32_t balancedSeam(ScanGrid const& grid, double maxError) {
     constexpr double ScanShare = 1.0 / 16.0;
     std::vector<double> work(static_cast<std::size_t>(grid.columns), 0.0);
-    for (std::int32_t y = 2; y < grid.rows; y += 4) {
+    for (std::int32_t y = 4; y < grid.rows; y += 8) {
         for (std::int32_t x = 2; x < grid.columns; x += 4) {
             if (grid.isData({x, y})) {
                 work[static_cast<std::size_t>(x)] += vertexDensity(grid, {x, y}, maxError) + ScanShare;
