@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include <omp.h>
+
 #include "core/errors.hpp"
 #include "mesh/face_scan.hpp"
 #include "mesh/grid_triangulation.hpp"
@@ -404,21 +406,29 @@ private:
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
-// Seeds, simplifies and extracts both parts at once, the second on a thread
-// of its own; the first part lies west of the seam.
+// Seeds, simplifies and extracts both parts, the second on a thread of its
+// own unless the worker count is held to one; the first part lies west of the seam.
 std::vector<PartSurface> simplifyBoth(ScanGrid const& westGrid, ScanGrid const& eastGrid, double maxError,
                                       std::vector<GridPoint> const& westHull, std::vector<GridPoint> const& eastHull,
                                       std::vector<GridPoint> const& seam) {
     std::vector<PartSurface> parts(2);
-    auto other = std::async(std::launch::async, [&] {
+    auto const simplifyEast = [&] {
         Refiner east(eastGrid, maxError, eastHull, seam);
         east.simplify();
         parts[1] = east.surface(eastGrid.scanFrom - 1);
-    });
+    };
+    std::future<void> other;
+    if (omp_get_max_threads() > 1) {
+        other = std::async(std::launch::async, simplifyEast);
+    }
     Refiner west(westGrid, maxError, westHull, seam);
     west.simplify(); // should it throw, the future waits for the other part as it goes
     parts[0] = west.surface(westGrid.scanTo + 1);
-    other.get();
+    if (other.valid()) {
+        other.get();
+    } else {
+        simplifyEast();
+    }
     return parts;
 }
 
