@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include <omp.h>
+
 #include "core/errors.hpp"
 #include "mesh/face_scan.hpp"
 #include "mesh/grid_triangulation.hpp"
@@ -60,12 +62,15 @@ private:
 };
 
 // A part's surviving faces off holes over its own vertices, numbered in the
-// order its faces first use them, with the normals its faces give them.
+// order its faces first use them. Normals are unit but on the seam, where the
+// other part's faces add to them: there they are the sums of the area normals
+// of this part's faces, which `seamShares` lists in the order of the faces.
 struct PartSurface {
     std::vector<MeshPoint> positions;
     std::vector<MeshPoint> normals;
     std::vector<std::int32_t> seamRows; // per vertex: its row when it lies on the seam, else -1
     std::vector<std::array<std::uint32_t, 3>> triangles;
+    std::vector<std::pair<std::int32_t, MeshPoint>> seamShares; // seam row, area normal of a face there
 };
 
 // The parts' faces over vertices numbered once: a seam cell both parts hold
@@ -73,34 +78,37 @@ struct PartSurface {
 // parts' faces one after the other: the second part's faces add to a seam
 // vertex's normal after the first part's.
 SurfaceCounts emitJoined(std::span<PartSurface const> parts, std::int32_t rows, MeshSink& sink) {
-    std::vector<MeshPoint> positions, normals;
-    std::vector<std::uint32_t> seamNumbers(static_cast<std::size_t>(rows), GridTriangulation::None);
+    auto const none = GridTriangulation::None;
+    std::vector<std::uint32_t> seamNumbers(static_cast<std::size_t>(rows), none);
+    std::vector<MeshPoint> seamNormals(static_cast<std::size_t>(rows), {0.0, 0.0, 0.0});
     std::vector<std::vector<std::uint32_t>> numbers(parts.size());
+    std::vector<std::uint32_t> firstNew(parts.size(), 0); // the first number each part gives
+    std::uint32_t count = 0;
+    for (std::size_t k = 0; k < parts.size(); ++k) {
+        firstNew[k] = count;
+        for (std::int32_t const row : parts[k].seamRows) {
+            if (row < 0) {
+                numbers[k].push_back(count++);
+                continue;
+            }
+            std::uint32_t& seamNumber = seamNumbers[static_cast<std::size_t>(row)];
+            if (seamNumber == none) {
+                seamNumber = count++;
+            }
+            numbers[k].push_back(seamNumber);
+        }
+        for (auto const& [row, share] : parts[k].seamShares) {
+            addTo(seamNormals[static_cast<std::size_t>(row)], share);
+        }
+    }
     for (std::size_t k = 0; k < parts.size(); ++k) {
         PartSurface const& part = parts[k];
         for (std::size_t v = 0; v < part.positions.size(); ++v) {
             std::int32_t const row = part.seamRows[v];
-            std::uint32_t none = GridTriangulation::None;
-            std::uint32_t& known = row >= 0 ? seamNumbers[static_cast<std::size_t>(row)] : none;
-            if (known == GridTriangulation::None) {
-                known = static_cast<std::uint32_t>(positions.size());
-                positions.push_back(part.positions[v]);
-                normals.push_back(row >= 0 ? MeshPoint{0.0, 0.0, 0.0} : part.normals[v]);
-            }
-            numbers[k].push_back(known);
-        }
-        // Seam vertices take their normals in the joined order of faces.
-        for (auto const& triangle : part.triangles) {
-            for (auto const v : triangle) {
-                if (part.seamRows[v] >= 0) {
-                    auto const& [a, b, c] = triangle;
-                    addTo(normals[numbers[k][v]], areaNormal(part.positions[a], part.positions[b], part.positions[c]));
-                }
+            if (numbers[k][v] >= firstNew[k]) {
+                sink.vertex(part.positions[v], row >= 0 ? unitNormal(seamNormals[static_cast<std::size_t>(row)]) : part.normals[v]);
             }
         }
-    }
-    for (std::size_t v = 0; v < positions.size(); ++v) {
-        sink.vertex(positions[v], unitNormal(normals[v]));
     }
     std::size_t triangles = 0;
     for (std::size_t k = 0; k < parts.size(); ++k) {
@@ -110,7 +118,7 @@ SurfaceCounts emitJoined(std::span<PartSurface const> parts, std::int32_t rows, 
         }
         triangles += parts[k].triangles.size();
     }
-    return {positions.size(), triangles};
+    return {count, triangles};
 }
 
 // Refinement starts from a lattice of data cells this far apart.
@@ -187,6 +195,14 @@ public:
             MeshPoint const n = areaNormal(part.positions[a], part.positions[b], part.positions[c]);
             for (auto const v : {a, b, c}) {
                 addTo(part.normals[v], n);
+                if (part.seamRows[v] >= 0) {
+                    part.seamShares.emplace_back(part.seamRows[v], n);
+                }
+            }
+        }
+        for (std::size_t v = 0; v < part.positions.size(); ++v) {
+            if (part.seamRows[v] < 0) {
+                part.normals[v] = unitNormal(part.normals[v]);
             }
         }
         return part;
@@ -395,21 +411,29 @@ private:
     std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
-// Seeds, simplifies and extracts both parts at once, the second on a thread
-// of its own; the first part lies west of the seam.
+// Seeds, simplifies and extracts both parts, the second on a thread of its
+// own unless the worker count is held to one; the first part lies west of the seam.
 std::vector<PartSurface> simplifyBoth(ScanGrid const& westGrid, ScanGrid const& eastGrid, double maxError,
                                       std::vector<GridPoint> const& westHull, std::vector<GridPoint> const& eastHull,
                                       std::vector<GridPoint> const& seam) {
     std::vector<PartSurface> parts(2);
-    auto other = std::async(std::launch::async, [&] {
+    auto const simplifyEast = [&] {
         Refiner east(eastGrid, maxError, eastHull, seam);
         east.simplify();
         parts[1] = east.surface(eastGrid.scanFrom - 1);
-    });
+    };
+    std::future<void> other;
+    if (omp_get_max_threads() > 1) {
+        other = std::async(std::launch::async, simplifyEast);
+    }
     Refiner west(westGrid, maxError, westHull, seam);
     west.simplify(); // should it throw, the future waits for the other part as it goes
     parts[0] = west.surface(westGrid.scanTo + 1);
-    other.get();
+    if (other.valid()) {
+        other.get();
+    } else {
+        simplifyEast();
+    }
     return parts;
 }
 
@@ -445,13 +469,14 @@ double vertexDensity(ScanGrid const& grid, GridPoint c, double maxError) {
 }
 
 // The column that splits the refinement's work about evenly, judged on every
-// fourth row and column: the vertices it inserts, and the scans every cell
+// eighth row and fourth column (the column is what must be found finely):
+// the vertices it inserts, and the scans every cell
 // gets whatever the error (the seed lattice's faces, the thinning's fans),
 // which cost a cell about a sixteenth of an insertion. Kept to the middle half.
 std::int32_t balancedSeam(ScanGrid const& grid, double maxError) {
     constexpr double ScanShare = 1.0 / 16.0;
     std::vector<double> work(static_cast<std::size_t>(grid.columns), 0.0);
-    for (std::int32_t y = 2; y < grid.rows; y += 4) {
+    for (std::int32_t y = 4; y < grid.rows; y += 8) {
         for (std::int32_t x = 2; x < grid.columns; x += 4) {
             if (grid.isData({x, y})) {
                 work[static_cast<std::size_t>(x)] += vertexDensity(grid, {x, y}, maxError) + ScanShare;

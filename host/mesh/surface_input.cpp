@@ -20,7 +20,16 @@ double exactInFloat(double value) { return static_cast<double>(static_cast<float
 
 void requireMeshableHeights(HeightInput const& input) {
     auto const& heights = input.heights;
+    // Almost every raster passes: one pass without branches says so, in the
+    // lanes; only a failing one is searched again for the cell to name.
+    // (The float nearest the bound lies below it: the same test in floats.)
+    float const largest = static_cast<float>(LargestHeight);
+    int failing = 0;
     for (std::size_t i = 0; i < heights.values.size(); ++i) {
+        std::uint8_t const code = input.cellTypes[i];
+        failing |= (code < 1 || code > 3) & !(std::abs(heights.values[i]) <= largest);
+    }
+    for (std::size_t i = 0; failing != 0 && i < heights.values.size(); ++i) {
         double const h = heights.values[i];
         if (isHole(input.cellTypes[i]) || std::abs(h) <= LargestHeight) {
             continue;

@@ -110,14 +110,17 @@ def iso(volume, transform=None, fragment_size=256, overlap=None):
     return _core.iso(volume, transform, fragment_size, overlap)
 
 
-def mesh(heights, transform=None, **common):
+def mesh(heights, transform=None, max_error=None, **common):
     """Triangle surface of the data cells: ``(vertices, triangles)``.
 
     Vertices are float64 (x, y, height) in the transform's coordinates;
-    triangles are uint32 vertex indices, three per row. Fragments share a row
-    and a column, so shared cells give one vertex per fragment.
+    triangles are uint32 vertex indices, three per row, counter-clockwise seen
+    from above. At full resolution every data cell in a square of four is one
+    vertex, welded across fragments; with ``max_error`` the surface is an
+    adaptive one within that many height units of every data cell, as
+    ``rastrum mesh --max-error`` writes it.
     """
-    return _core.mesh(heights, transform, _common(**common))
+    return _core.mesh(heights, transform, max_error, _common(**common))
 
 
 from . import accessor  # noqa: E402,F401  registers DataArray.rastrum

@@ -190,8 +190,9 @@ class RastrumAccessor:
         """
         return self._apply(lambda v: rastrum.iso(v, **options), 1, np.float32, dimensions=3)
 
-    def mesh(self, **select):
-        """(vertices, triangles) of the raster's surface in its coordinates.
+    def mesh(self, max_error=None, **select):
+        """(vertices, triangles) of the raster's surface in its coordinates,
+        within ``max_error`` height units of every data cell when given.
 
         A series (time or band) needs one step picked: ``mesh(time="2024-01-01")``
         (by label) or ``mesh(band=1)``.
@@ -201,4 +202,4 @@ class RastrumAccessor:
         if da.ndim != 2:
             raise ValueError(f"mesh: pick one step of {da.dims[:-2]}, e.g. mesh({da.dims[0]}=...)")
         transform = da.rio.transform() if rioxarray is not None else None
-        return rastrum.mesh(np.asarray(da.data), transform, nodata=self._nodata(da))
+        return rastrum.mesh(np.asarray(da.data), transform, max_error, nodata=self._nodata(da))

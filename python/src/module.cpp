@@ -1,6 +1,9 @@
 #include <pybind11/stl.h>
 
+#include <cmath>
+#include <optional>
 #include <stdexcept>
+#include <string>
 
 #include "Lumen/Console.hpp"
 #include "arrays.hpp"
@@ -155,7 +158,10 @@ py::object iso(py::handle volume, py::handle transform, std::uint64_t fragmentSi
     });
 }
 
-py::object mesh(py::handle heights, py::handle transform, Common c) {
+py::object mesh(py::handle heights, py::handle transform, std::optional<double> maxError, Common c) {
+    if (maxError && !(*maxError >= 0.0 && std::isfinite(*maxError))) {
+        throw py::value_error("mesh: max_error must be a height difference >= 0, not " + std::to_string(*maxError));
+    }
     c.transform = py::reinterpret_borrow<py::object>(transform);
     using Float = std::tuple<float>;
     return dispatch(static_cast<Float const*>(nullptr), heights, "mesh", [&]<class T>(std::type_identity<T>) {
@@ -168,7 +174,8 @@ py::object mesh(py::handle heights, py::handle transform, Common c) {
                             .values = std::vector<float>(view.heights.begin(), view.heights.end())},
                 .cellTypes = std::vector<std::uint8_t>(view.cellTypes.begin(), view.cellTypes.end()),
                 .georef = view.georef};
-            return host::computeSurface(copy, tilingOf(c.fragmentSize, c.overlap), context);
+            return maxError ? host::computeSimplifiedSurface(copy, *maxError)
+                            : host::computeSurface(copy, tilingOf(c.fragmentSize, c.overlap), context);
         });
         // The arrays share the surface the host made, as rows of three.
         static_assert(sizeof(surface.vertices[0]) == 3 * sizeof(double));

@@ -16,6 +16,7 @@
 #include "mesh/face_scan.hpp"
 #include "mesh/grid_triangulation.hpp"
 #include "mesh/surface.hpp"
+#include "support/threads.hpp"
 
 using namespace cli_testing;
 
@@ -147,8 +148,13 @@ TEST(MeshSimplified, StaysWithinTheErrorOffHolesAndOnTheOutline) {
         auto const raster = holes ? terrain(40, 30) : holeFree(40, 30);
         double const maxError = holes ? 2.0 : 4.0;
         writeRaster(folder / "dem.tif", raster);
-        auto const mesh = rastrum_host::computeSimplifiedSurface(rastrum_host::readHeights(folder / "dem.tif", {}), maxError);
+        auto const input = rastrum_host::readHeights(folder / "dem.tif", {});
+        auto const mesh = rastrum_host::computeSimplifiedSurface(input, maxError);
         ASSERT_LT(mesh.triangles.size(), (holes ? 2u : 1u) * 39u * 29u);
+        // Held to one worker (--threads 1), the parts are refined one after the other into the same mesh.
+        auto const alone = testing_support::withThreads(1, [&] { return rastrum_host::computeSimplifiedSurface(input, maxError); });
+        EXPECT_EQ(alone.triangles, mesh.triangles);
+        EXPECT_EQ(alone.vertices, mesh.vertices);
         std::vector<double> best(raster.values.size(), HUGE_VAL);
         int holesCovered = 0;
         double covered = 0.0;

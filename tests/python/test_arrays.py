@@ -57,6 +57,8 @@ def test_every_way_of_marking_holes_gives_the_same_result():
     (lambda: rastrum.sobel(np.ones(9, np.float32)), ValueError, "2-D array"),
     (lambda: rastrum.sobel(np.ones((3, 3), np.float32), mask=np.ones((3, 4), bool)), ValueError, "shape differs"),
     (lambda: rastrum.mesh(np.full((3, 3), np.nan, np.float32)), ValueError, "no square of four data cells"),
+    (lambda: rastrum.mesh(np.full((3, 3), np.nan, np.float32), max_error=1), ValueError, "span no area"),
+    (lambda: rastrum.mesh(np.ones((3, 3), np.float32), max_error=-1), ValueError, "height difference >= 0"),
     (lambda: rastrum.overwrite(np.ones((3, 3), np.float32), ranges=[(0, 1)], value=300), ValueError, "0 to 255"),
 ])
 def test_bad_input_raises_with_a_message(call, error, message):

@@ -48,15 +48,16 @@ def test_iso_equals_command_line(tmp_path):
         np.testing.assert_array_equal(rastrum.iso(volume, fragment_size=48), f.read(), strict=True)
 
 
-def test_mesh_equals_command_line_to_file_precision(tmp_path, dem):
+@pytest.mark.parametrize("max_error", [None, 1.5])
+def test_mesh_equals_command_line_to_file_precision(tmp_path, dem, max_error):
     path, h = dem
-    run_cli("mesh", path, tmp_path / "m.obj")
+    run_cli("mesh", path, tmp_path / "m.obj", *(["--max-error", str(max_error)] if max_error else []))
     lines = (tmp_path / "m.obj").read_text().splitlines()
     origin = np.array(lines[0].split()[2:], float)
     east, up, south = np.array([line.split()[1:] for line in lines if line.startswith("v ")], float).T
     vertices = np.stack([east, -south, up], axis=1) + origin  # the file's axes: x east, y up, z south
     faces = np.array([[int(c.split("/")[0]) - 1 for c in line.split()[1:]] for line in lines if line.startswith("f")])
-    ours, triangles = rastrum.mesh(h, TRANSFORM.to_gdal(), **TILING)
+    ours, triangles = rastrum.mesh(h, TRANSFORM.to_gdal(), max_error, **TILING)
     np.testing.assert_allclose(canonical(ours, triangles), canonical(vertices, faces), rtol=0, atol=1e-3)
 
 
