@@ -46,7 +46,7 @@ GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull) : point
     }
 }
 
-std::uint32_t GridTriangulation::put(std::uint32_t t, std::uint32_t a, std::uint32_t b, std::uint32_t c,
+[[gnu::always_inline]] inline std::uint32_t GridTriangulation::put(std::uint32_t t, std::uint32_t a, std::uint32_t b, std::uint32_t c,
                                      std::uint32_t ab, std::uint32_t bc, std::uint32_t ca) {
     if (t == None) {
         t = triangles();
@@ -59,7 +59,7 @@ std::uint32_t GridTriangulation::put(std::uint32_t t, std::uint32_t a, std::uint
     return t;
 }
 
-void GridTriangulation::link(std::uint32_t h, std::uint32_t other) {
+[[gnu::always_inline]] inline void GridTriangulation::link(std::uint32_t h, std::uint32_t other) {
     twins_[h] = other;
     if (other != None) {
         twins_[other] = h;
