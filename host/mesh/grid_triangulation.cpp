@@ -66,7 +66,7 @@ GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull) : point
     }
 }
 
-bool GridTriangulation::flipIfIllegal(std::uint32_t h, std::uint32_t& t0, std::uint32_t& t1) {
+[[gnu::always_inline]] inline bool GridTriangulation::flipIfIllegal(std::uint32_t h, std::uint32_t& t0, std::uint32_t& t1) {
     std::uint32_t const g = twins_[h];
     if (g == None) {
         return false;
