@@ -46,15 +46,16 @@ struct BlockFace {
                 steps[k][j] = static_cast<double>(b.x - a.x) * y - static_cast<double>(b.y - a.y) * x;
             }
         }
-        auto const [left, right] = std::minmax({c[0].x, c[1].x, c[2].x});
+        auto const [left, right] = extentOf(c[0].x, c[1].x, c[2].x);
         std::int32_t const from = std::max(left, grid.scanFrom), to = std::min(right, grid.scanTo);
         xFrom = from;
         xTo = to;
         clipped = from != left || to != right;
         bxFrom = from >> 2;
         bxTo = to >> 2;
-        byFrom = std::min({c[0].y, c[1].y, c[2].y}) >> 2;
-        byTo = std::max({c[0].y, c[1].y, c[2].y}) >> 2;
+        auto const [bottom, top] = extentOf(c[0].y, c[1].y, c[2].y);
+        byFrom = bottom >> 2;
+        byTo = top >> 2;
     }
 
     // Each edge's area with the first cell of the block at (x0, y0).
