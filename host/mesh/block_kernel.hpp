@@ -145,7 +145,8 @@ template <std::size_t W, bool Clip>
             holes |= in & ~data;
             load(key, LaneKey.data() + j * W);
             key += keyOf(4 * bx, 4 * by);
-            in &= data & ~((key == cornerKeys[0]) | (key == cornerKeys[1]) | (key == cornerKeys[2]));
+            // Compares only: a negated mask went through the general registers.
+            in &= data & (key != cornerKeys[0]) & (key != cornerKeys[1]) & (key != cornerKeys[2]);
             error = in ? error : Doubles{} - 1.0;
             Masks const better = error > best[j]; // the first of equals in row order stays
             best[j] = better ? error : best[j];
