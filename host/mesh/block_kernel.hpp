@@ -86,10 +86,17 @@ struct BlockFace {
     // first, then along the row.
     [[gnu::always_inline]] void errors(Doubles& heights, Doubles& error, ScanGrid const& grid, FacePlane const& p,
                                        std::int32_t bx, std::int32_t by, std::size_t j) const {
-        typename Lanes<W>::Floats block;
-        load(block, grid.cells + static_cast<std::size_t>(by) * grid.rowOfBlocks + static_cast<std::size_t>(bx) * 16 +
-                        j * W);
-        heights = __builtin_convertvector(block, Doubles);
+        float const* const cells =
+            grid.cells + static_cast<std::size_t>(by) * grid.rowOfBlocks + static_cast<std::size_t>(bx) * 16 + j * W;
+        if constexpr (W == 8) {
+            // One conversion of all eight lanes: GCC splits the generic one in two halves.
+            __m512d const wide = _mm512_maskz_cvtps_pd(0xFF, _mm256_loadu_ps(cells));
+            std::memcpy(&heights, &wide, sizeof heights);
+        } else {
+            typename Lanes<W>::Floats block;
+            load(block, cells);
+            heights = __builtin_convertvector(block, Doubles);
+        }
         Doubles x, y;
         load(x, LaneX.data() + j * W);
         load(y, LaneY.data() + j * W);

@@ -7,6 +7,8 @@
 #include <limits>
 #include <utility>
 
+#include <immintrin.h>
+
 namespace rastrum_host {
 namespace {
 
