@@ -32,6 +32,7 @@ struct BlockFace {
     std::array<std::array<Doubles, N>, 3> steps;
     std::array<GridPoint, 3> corners;
     double xFrom, xTo; // the columns looked at
+    bool clipped;      // whether those leave out some of the face's columns
     std::int32_t bxFrom, bxTo, byFrom, byTo;
 
     [[gnu::always_inline]] void setUp(ScanGrid const& grid, std::array<GridPoint, 3> const& c) {
@@ -45,14 +46,16 @@ struct BlockFace {
                 steps[k][j] = static_cast<double>(b.x - a.x) * y - static_cast<double>(b.y - a.y) * x;
             }
         }
-        std::int32_t const from = std::max(std::min({c[0].x, c[1].x, c[2].x}), grid.scanFrom);
-        std::int32_t const to = std::min(std::max({c[0].x, c[1].x, c[2].x}), grid.scanTo);
+        auto const [left, right] = extentOf(c[0].x, c[1].x, c[2].x);
+        std::int32_t const from = std::max(left, grid.scanFrom), to = std::min(right, grid.scanTo);
         xFrom = from;
         xTo = to;
+        clipped = from != left || to != right;
         bxFrom = from >> 2;
         bxTo = to >> 2;
-        byFrom = std::min({c[0].y, c[1].y, c[2].y}) >> 2;
-        byTo = std::max({c[0].y, c[1].y, c[2].y}) >> 2;
+        auto const [bottom, top] = extentOf(c[0].y, c[1].y, c[2].y);
+        byFrom = bottom >> 2;
+        byTo = top >> 2;
     }
 
     // Each edge's area with the first cell of the block at (x0, y0).
@@ -64,14 +67,18 @@ struct BlockFace {
     }
 
     // All ones in the lanes of vector j of the block at column x0 whose
-    // cells lie inside the face or on its edges, within the columns looked at.
+    // cells lie inside the face or on its edges, within the columns looked
+    // at when Clip (without, all the face's columns are).
+    template <bool Clip>
     [[gnu::always_inline]] void inside(Masks& in, std::array<double, 3> const& first, std::int32_t x0,
                                        std::size_t j) const {
-        Doubles xs;
-        load(xs, LaneX.data() + j * W);
-        xs += static_cast<double>(x0);
-        in = (xs >= xFrom) & (xs <= xTo) & (first[0] + steps[0][j] >= 0.0) & (first[1] + steps[1][j] >= 0.0) &
-             (first[2] + steps[2][j] >= 0.0);
+        in = (first[0] + steps[0][j] >= 0.0) & (first[1] + steps[1][j] >= 0.0) & (first[2] + steps[2][j] >= 0.0);
+        if constexpr (Clip) {
+            Doubles xs;
+            load(xs, LaneX.data() + j * W);
+            xs += static_cast<double>(x0);
+            in &= (xs >= xFrom) & (xs <= xTo);
+        }
     }
 
     // The heights of vector j of the block at (bx, by) and each lane's
@@ -79,10 +86,17 @@ struct BlockFace {
     // first, then along the row.
     [[gnu::always_inline]] void errors(Doubles& heights, Doubles& error, ScanGrid const& grid, FacePlane const& p,
                                        std::int32_t bx, std::int32_t by, std::size_t j) const {
-        typename Lanes<W>::Floats block;
-        load(block, grid.cells + static_cast<std::size_t>(by) * grid.rowOfBlocks + static_cast<std::size_t>(bx) * 16 +
-                        j * W);
-        heights = __builtin_convertvector(block, Doubles);
+        float const* const cells =
+            grid.cells + static_cast<std::size_t>(by) * grid.rowOfBlocks + static_cast<std::size_t>(bx) * 16 + j * W;
+        if constexpr (W == 8) {
+            // One conversion of all eight lanes: GCC splits the generic one in two halves.
+            __m512d const wide = _mm512_maskz_cvtps_pd(0xFF, _mm256_loadu_ps(cells));
+            std::memcpy(&heights, &wide, sizeof heights);
+        } else {
+            typename Lanes<W>::Floats block;
+            load(block, cells);
+            heights = __builtin_convertvector(block, Doubles);
+        }
         Doubles x, y;
         load(x, LaneX.data() + j * W);
         load(y, LaneY.data() + j * W);
@@ -95,13 +109,60 @@ struct BlockFace {
     }
 };
 
-template <class V>
-[[gnu::always_inline]] inline bool anyLane(V const& m) {
-    std::int64_t any = 0;
-    for (std::size_t l = 0; l < sizeof m / sizeof any; ++l) {
-        any |= m[l];
+// v with each lane replaced by fold of it and the lane Shift further on,
+// then with Shift halved, until every lane holds the fold over all W lanes.
+enum class Fold { Max, Min, Or };
+template <Fold F, std::size_t Shift, class V, std::size_t... L>
+[[gnu::always_inline]] inline void foldLanes(V& v, std::index_sequence<L...> lanes) {
+    if constexpr (Shift > 0) {
+        V const other = __builtin_shufflevector(v, v, ((L + Shift) % sizeof...(L))...);
+        if constexpr (F == Fold::Max) {
+            v = other > v ? other : v;
+        } else if constexpr (F == Fold::Min) {
+            v = other < v ? other : v;
+        } else {
+            v |= other;
+        }
+        foldLanes<F, Shift / 2>(v, lanes);
     }
-    return any != 0;
+}
+
+// The blocks' lanes folded into the per-lane best errors and their cells'
+// keys, and the lanes that met a hole.
+template <std::size_t W, bool Clip>
+[[gnu::always_inline]] inline void worstCellBlocks(BlockFace<W> const& face, ScanGrid const& grid, FacePlane const& plane,
+                                                   std::array<typename BlockFace<W>::Masks, 3> const& cornerKeys,
+                                                   std::array<typename BlockFace<W>::Doubles, BlockFace<W>::N>& best,
+                                                   std::array<typename BlockFace<W>::Masks, BlockFace<W>::N>& bestKey,
+                                                   typename BlockFace<W>::Masks& holes) {
+    using Face = BlockFace<W>;
+    using Doubles = typename Face::Doubles;
+    using Masks = typename Face::Masks;
+    std::array<double, 3> first{};
+    // One loop over the blocks, row by row: fewer hard-to-predict loop ends.
+    std::int32_t const blocks = (face.bxTo - face.bxFrom + 1) * (face.byTo - face.byFrom + 1);
+    for (std::int32_t n = 0, bx = face.bxFrom, by = face.byFrom; n < blocks; ++n) {
+        face.firstAreas(first, 4 * bx, 4 * by);
+        for (std::size_t j = 0; j < Face::N; ++j) {
+            Masks in, key;
+            Doubles heights, error;
+            face.template inside<Clip>(in, first, 4 * bx, j);
+            face.errors(heights, error, grid, plane, bx, by, j);
+            Masks const data = heights == heights;
+            holes |= in & ~data;
+            load(key, LaneKey.data() + j * W);
+            key += keyOf(4 * bx, 4 * by);
+            // Compares only: a negated mask went through the general registers.
+            in &= data & (key != cornerKeys[0]) & (key != cornerKeys[1]) & (key != cornerKeys[2]);
+            error = in ? error : Doubles{} - 1.0;
+            Masks const better = error > best[j]; // the first of equals in row order stays
+            best[j] = better ? error : best[j];
+            bestKey[j] = better ? key : bestKey[j];
+        }
+        bool const wrap = bx == face.bxTo;
+        by += wrap ? 1 : 0;
+        bx = wrap ? face.bxFrom : bx + 1;
+    }
 }
 
 template <std::size_t W>
@@ -123,64 +184,39 @@ template <std::size_t W>
         bestKey[j] = Masks{} + std::numeric_limits<std::int64_t>::max();
     }
     Masks holes{};
-    std::array<double, 3> first{};
-    // One loop over the blocks, row by row: fewer hard-to-predict loop ends.
-    std::int32_t const blocks = (face.bxTo - face.bxFrom + 1) * (face.byTo - face.byFrom + 1);
-    for (std::int32_t n = 0, bx = face.bxFrom, by = face.byFrom; n < blocks; ++n) {
-        face.firstAreas(first, 4 * bx, 4 * by);
-        for (std::size_t j = 0; j < Face::N; ++j) {
-            Masks in, key;
-            Doubles heights, error;
-            face.inside(in, first, 4 * bx, j);
-            face.errors(heights, error, grid, plane, bx, by, j);
-            Masks const data = heights == heights;
-            holes |= in & ~data;
-            load(key, LaneKey.data() + j * W);
-            key += keyOf(4 * bx, 4 * by);
-            in &= data & ~((key == cornerKeys[0]) | (key == cornerKeys[1]) | (key == cornerKeys[2]));
-            error = in ? error : Doubles{} - 1.0;
-            Masks const better = error > best[j]; // the first of equals in row order stays
-            best[j] = better ? error : best[j];
-            bestKey[j] = better ? key : bestKey[j];
-        }
-        bool const wrap = bx == face.bxTo;
-        by += wrap ? 1 : 0;
-        bx = wrap ? face.bxFrom : bx + 1;
+    if (face.clipped) {
+        worstCellBlocks<W, true>(face, grid, plane, cornerKeys, best, bestKey, holes);
+    } else {
+        worstCellBlocks<W, false>(face, grid, plane, cornerKeys, best, bestKey, holes);
     }
     // The largest error, then the first cell in row order that has it,
-    // without branches: which lane wins is hard to predict.
+    // without branches (which lane wins is hard to predict) and within the
+    // registers: lanes taken out one by one went through the stack.
     Doubles top = best[0];
     for (std::size_t j = 1; j < Face::N; ++j) {
         top = best[j] > top ? best[j] : top;
     }
-    double largest = top[0];
-    std::int64_t hole = holes[0];
-    for (std::size_t l = 1; l < W; ++l) {
-        largest = std::max(largest, top[l]);
-        hole |= holes[l];
-    }
+    Doubles largest = top;
+    foldLanes<Fold::Max, W / 2>(largest, std::make_index_sequence<W>{});
     Masks earliest = Masks{} + std::numeric_limits<std::int64_t>::max();
     for (std::size_t j = 0; j < Face::N; ++j) {
         Masks const keyIfLargest = best[j] == largest ? bestKey[j] : earliest;
         earliest = keyIfLargest < earliest ? keyIfLargest : earliest;
     }
-    std::int64_t key = earliest[0];
-    for (std::size_t l = 1; l < W; ++l) {
-        key = std::min(key, earliest[l]);
-    }
+    foldLanes<Fold::Min, W / 2>(earliest, std::make_index_sequence<W>{});
+    foldLanes<Fold::Or, W / 2>(holes, std::make_index_sequence<W>{});
+    std::int64_t const key = earliest[0], hole = holes[0];
     found.coversHole = hole != 0;
-    found.error = largest;
+    found.error = largest[0];
     if (found.error >= 0.0) {
         found.worst = {static_cast<std::int32_t>(key % RowKey), static_cast<std::int32_t>(key / RowKey)};
     }
 }
 
-template <std::size_t W>
-[[gnu::always_inline]] inline bool withinErrorKernel(ScanGrid const& grid, std::array<GridPoint, 3> const& c,
+template <std::size_t W, bool Clip>
+[[gnu::always_inline]] inline bool withinErrorBlocks(BlockFace<W> const& face, ScanGrid const& grid,
                                                      FacePlane const& plane) {
     using Face = BlockFace<W>;
-    Face face;
-    face.setUp(grid, c);
     std::array<double, 3> first{};
     for (std::int32_t by = face.byFrom; by <= face.byTo; ++by) {
         typename Face::Masks outside{};
@@ -189,16 +225,25 @@ template <std::size_t W>
             for (std::size_t j = 0; j < Face::N; ++j) {
                 typename Face::Masks in;
                 typename Face::Doubles heights, error;
-                face.inside(in, first, 4 * bx, j);
+                face.template inside<Clip>(in, first, 4 * bx, j);
                 face.errors(heights, error, grid, plane, bx, by, j);
                 outside |= in & !(error <= plane.threshold); // NaN at a hole fails
             }
         }
-        if (anyLane(outside)) {
+        foldLanes<Fold::Or, W / 2>(outside, std::make_index_sequence<W>{});
+        if (outside[0] != 0) {
             return false;
         }
     }
     return true;
+}
+
+template <std::size_t W>
+[[gnu::always_inline]] inline bool withinErrorKernel(ScanGrid const& grid, std::array<GridPoint, 3> const& c,
+                                                     FacePlane const& plane) {
+    BlockFace<W> face;
+    face.setUp(grid, c);
+    return face.clipped ? withinErrorBlocks<W, true>(face, grid, plane) : withinErrorBlocks<W, false>(face, grid, plane);
 }
 
 void worstCell(ScanGrid const& grid, std::array<GridPoint, 3> const& c, FacePlane const& plane, FaceFinding& found) {

@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <utility>
+
+#include <immintrin.h>
 
 namespace rastrum_host {
 namespace {

@@ -51,8 +51,8 @@ FacePlane planeOf(ScanGrid const& grid, std::array<GridPoint, 3> const& c, doubl
     auto const x2 = static_cast<double>(c[2].x - c[0].x), y2 = static_cast<double>(c[2].y - c[0].y);
     double const area = x1 * y2 - y1 * x2; // positive: faces are counter-clockwise
     double const slopeX = (dh1 * y2 - y1 * dh2) / area, slopeY = (x1 * dh2 - dh1 * x2) / area;
-    std::int32_t const yLow = std::min({c[0].y, c[1].y, c[2].y}), yHigh = std::max({c[0].y, c[1].y, c[2].y});
-    std::int32_t const xLow = std::min({c[0].x, c[1].x, c[2].x}), xHigh = std::max({c[0].x, c[1].x, c[2].x});
+    auto const [xLow, xHigh] = extentOf(c[0].x, c[1].x, c[2].x);
+    auto const [yLow, yHigh] = extentOf(c[0].y, c[1].y, c[2].y);
     double const reach = std::abs(h0) + std::abs(dh1) + std::abs(dh2) + std::abs(slopeX) * (xHigh - xLow) +
                          std::abs(slopeY) * (yHigh - yLow);
     return {h0, slopeX, slopeY, maxError - 16.0 * std::numeric_limits<double>::epsilon() * reach};
@@ -63,8 +63,8 @@ FacePlane planeOf(ScanGrid const& grid, std::array<GridPoint, 3> const& c, doubl
 // face's cells: such faces, and faces too wide for the lanes, go row by row.
 ScanPath pathFor(std::array<GridPoint, 3> const& c) {
     ScanPath const path = scanPath();
-    auto const [xLow, xHigh] = std::minmax({c[0].x, c[1].x, c[2].x});
-    auto const [yLow, yHigh] = std::minmax({c[0].y, c[1].y, c[2].y});
+    auto const [xLow, xHigh] = extentOf(c[0].x, c[1].x, c[2].x);
+    auto const [yLow, yHigh] = extentOf(c[0].y, c[1].y, c[2].y);
     std::int64_t const width = xHigh - xLow, height = yHigh - yLow;
     if (path == ScanPath::Rows || width >= BlockScanReach || height >= BlockScanReach) {
         return ScanPath::Rows;
@@ -88,9 +88,9 @@ std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
 // be negative.
 template <typename Visit>
 void forEachSpan(ScanGrid const& grid, std::array<GridPoint, 3> const& c, Visit&& visit) {
-    std::int32_t const yLow = std::min({c[0].y, c[1].y, c[2].y}), yHigh = std::max({c[0].y, c[1].y, c[2].y});
-    std::int32_t const xLow = std::max(std::min({c[0].x, c[1].x, c[2].x}), grid.scanFrom);
-    std::int32_t const xHigh = std::min(std::max({c[0].x, c[1].x, c[2].x}), grid.scanTo);
+    auto const [yLow, yHigh] = extentOf(c[0].y, c[1].y, c[2].y);
+    auto const [left, right] = extentOf(c[0].x, c[1].x, c[2].x);
+    std::int32_t const xLow = std::max(left, grid.scanFrom), xHigh = std::min(right, grid.scanTo);
     if (xLow > xHigh) {
         return;
     }

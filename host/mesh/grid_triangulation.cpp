@@ -1,17 +1,36 @@
 #include "mesh/grid_triangulation.hpp"
 
+#include <algorithm>
+
 namespace rastrum_host {
 
-bool inCircle(GridPoint a, GridPoint b, GridPoint c, GridPoint d) {
-    // Fourth powers of coordinate differences outgrow 64 bits past 2^15 cells.
-    __extension__ using Wide = __int128;
+namespace {
+
+// The in-circle determinant in integers of type Wide, which must hold
+// twelve times the fourth power of the largest coordinate difference.
+template <class Wide>
+bool inCircleIn(GridPoint a, GridPoint b, GridPoint c, GridPoint d) {
     Wide const ax = a.x - d.x, ay = a.y - d.y, bx = b.x - d.x, by = b.y - d.y, cx = c.x - d.x, cy = c.y - d.y;
     Wide const det = (ax * ax + ay * ay) * (bx * cy - by * cx) - (bx * bx + by * by) * (ax * cy - ay * cx) +
                      (cx * cx + cy * cy) * (ax * by - ay * bx);
     return det > 0;
 }
 
+// Coordinate differences up to which 64-bit integers hold the determinant.
+constexpr std::int64_t NarrowReach = std::int64_t{1} << 14;
+
+} // namespace
+
+bool inCircle(GridPoint a, GridPoint b, GridPoint c, GridPoint d) {
+    __extension__ using Wide = __int128;
+    return inCircleIn<Wide>(a, b, c, d);
+}
+
 GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull) : points_(hull) {
+    // Every point inserted later lies inside the hull, so its box bounds every coordinate difference.
+    auto const [left, right] = std::ranges::minmax(hull, {}, &GridPoint::x);
+    auto const [bottom, top] = std::ranges::minmax(hull, {}, &GridPoint::y);
+    narrow_ = std::int64_t{right.x} - left.x <= NarrowReach && std::int64_t{top.y} - bottom.y <= NarrowReach;
     auto const n = static_cast<std::uint32_t>(hull.size());
     // A fan from the first corner, then flips until every edge is locally Delaunay.
     for (std::uint32_t k = 1; k + 1 < n; ++k) {
@@ -27,7 +46,7 @@ GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull) : point
     }
 }
 
-std::uint32_t GridTriangulation::put(std::uint32_t t, std::uint32_t a, std::uint32_t b, std::uint32_t c,
+[[gnu::always_inline]] inline std::uint32_t GridTriangulation::put(std::uint32_t t, std::uint32_t a, std::uint32_t b, std::uint32_t c,
                                      std::uint32_t ab, std::uint32_t bc, std::uint32_t ca) {
     if (t == None) {
         t = triangles();
@@ -40,21 +59,23 @@ std::uint32_t GridTriangulation::put(std::uint32_t t, std::uint32_t a, std::uint
     return t;
 }
 
-void GridTriangulation::link(std::uint32_t h, std::uint32_t other) {
+[[gnu::always_inline]] inline void GridTriangulation::link(std::uint32_t h, std::uint32_t other) {
     twins_[h] = other;
     if (other != None) {
         twins_[other] = h;
     }
 }
 
-bool GridTriangulation::flipIfIllegal(std::uint32_t h, std::uint32_t& t0, std::uint32_t& t1) {
+[[gnu::always_inline]] inline bool GridTriangulation::flipIfIllegal(std::uint32_t h, std::uint32_t& t0, std::uint32_t& t1) {
     std::uint32_t const g = twins_[h];
     if (g == None) {
         return false;
     }
     // h runs i to j in triangle (i, j, p); g runs j to i in triangle (j, i, q).
     std::uint32_t const i = corners_[h], j = corners_[next(h)], p = corners_[prev(h)], q = corners_[prev(g)];
-    if (!inCircle(points_[p], points_[i], points_[j], points_[q])) {
+    bool const inside = narrow_ ? inCircleIn<std::int64_t>(points_[p], points_[i], points_[j], points_[q])
+                                : inCircle(points_[p], points_[i], points_[j], points_[q]);
+    if (!inside) {
         return false;
     }
     std::uint32_t const jp = twins_[next(h)], pi = twins_[prev(h)], qj = twins_[prev(g)], iq = twins_[next(g)];

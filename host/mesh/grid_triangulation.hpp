@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -12,6 +13,16 @@ struct GridPoint {
     std::int32_t y;
     bool operator==(GridPoint const&) const = default;
 };
+
+// The smallest and largest of three coordinates, as conditional moves: a
+// face's corners come in no order a branch could predict.
+struct Extent {
+    std::int32_t low;
+    std::int32_t high;
+};
+inline Extent extentOf(std::int32_t a, std::int32_t b, std::int32_t c) {
+    return {std::min(a, std::min(b, c)), std::max(a, std::max(b, c))};
+}
 
 // Twice the signed area of abc, positive when counter-clockwise; exact.
 inline std::int64_t orientation(GridPoint a, GridPoint b, GridPoint c) {
@@ -73,6 +84,7 @@ private:
     std::vector<std::uint32_t> twins_;
     std::vector<std::uint32_t> edgeOf_; // after indexVertices(): a half-edge leaving each vertex
     std::vector<std::uint32_t> pending_; // legalize's edges still to check, kept between calls
+    bool narrow_ = false;                // whether in-circle tests fit in 64-bit integers
 };
 
 } // namespace rastrum_host

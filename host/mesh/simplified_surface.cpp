@@ -26,8 +26,14 @@ namespace {
 
 // A queue entry: the face's error rounded to float, whose bits order as the
 // numbers do, over the face; stale once the face is scanned anew to another.
+// A face changed since its last scan waits to be scanned under an entry with
+// the sign bit set, which no error has.
 using Candidate = std::uint64_t;
-constexpr Candidate NoCandidate = std::numeric_limits<Candidate>::max(); // what no error rounds to
+constexpr Candidate Unscanned = Candidate{1} << 63;
+// A face that waits for nothing holds NoCandidate, which no error rounds to,
+// or HolesOnly when it covers holes and no data cell but its corners.
+constexpr Candidate NoCandidate = std::numeric_limits<Candidate>::max();
+constexpr Candidate HolesOnly = NoCandidate - 1;
 
 Candidate candidateOf(double error, std::uint32_t face) {
     return std::uint64_t{std::bit_cast<std::uint32_t>(static_cast<float>(error))} << 32 | face;
@@ -45,7 +51,7 @@ public:
         }
         return octaves_[top_].empty();
     }
-    static std::size_t octave(Candidate c) { return c >> 55; } // the float's exponent
+    static std::size_t octave(Candidate c) { return c >> 55 & 255; } // the float's exponent
     Candidate pop() {
         Candidate const c = octaves_[top_].back();
         octaves_[top_].pop_back();
@@ -172,7 +178,7 @@ public:
         std::vector<std::uint32_t> numbers(triangulation_.vertices(), GridTriangulation::None);
         auto const& placement = grid_.placement;
         for (std::uint32_t t = 0; t < triangulation_.triangles(); ++t) {
-            if (!triangulation_.alive(t) || state_[t].coversHole) {
+            if (!triangulation_.alive(t) || state_[t].coversHole()) {
                 continue;
             }
             std::array<std::uint32_t, 3> triangle{};
@@ -224,7 +230,7 @@ private:
             if (popped.queued != worst) {
                 continue; // the face changed since
             }
-            if (popped.unscanned) {
+            if ((worst & Unscanned) != 0) {
                 scan(face);
                 continue;
             }
@@ -234,8 +240,7 @@ private:
             Candidate const guess = guessBelow(worst);
             for (std::uint32_t t : changed) {
                 FaceState& state = stateOf(t);
-                if (!state.unscanned || state.queued != (guess | t)) {
-                    state.unscanned = true;
+                if (state.queued != (guess | t)) {
                     state.queued = guess | t;
                     queue_.push(state.queued);
                 }
@@ -250,7 +255,7 @@ private:
     // waiting one octave below spares fewer, three or four no more).
     static Candidate guessBelow(Candidate worst) {
         std::size_t const octave = OctaveQueue::octave(worst);
-        return static_cast<Candidate>(octave > 2 ? octave - 2 : 1) << 55;
+        return Unscanned | static_cast<Candidate>(octave > 2 ? octave - 2 : 1) << 55;
     }
 
     // Removes refinement vertices that the bound no longer needs: a vertex
@@ -273,7 +278,7 @@ private:
         for (std::uint32_t v : inserted_) {
             triangulation_.star(v, star);
             if (star.empty() || star.size() > MostNeighbours ||
-                std::ranges::any_of(star, [&](std::uint32_t h) { return state_[h / 3].coversHole; })) {
+                std::ranges::any_of(star, [&](std::uint32_t h) { return state_[h / 3].coversHole(); })) {
                 continue;
             }
             ring.clear();
@@ -312,9 +317,10 @@ private:
 
     struct FaceState {
         GridPoint worst{};
-        bool coversHole = false;
-        Candidate queued = NoCandidate; // the face's entry in the queue
-        bool unscanned = false;         // changed since its last scan, queued to be scanned
+        Candidate queued = NoCandidate; // the face's entry in the queue, 16 bytes in all
+        // Once refinement ends no face waits, and any face over a hole then
+        // holds no data cell to insert.
+        bool coversHole() const { return queued == HolesOnly; }
     };
 
     static constexpr std::size_t MostNeighbours = 6; // of a vertex the thinning tries to move
@@ -352,9 +358,14 @@ private:
     // Finds the face's data cell farthest from its plane and queues the face
     // when that cell is too far, or when the face covers a hole.
     void scan(std::uint32_t t) {
-        FaceFinding const found = worstCell(grid_, cornersOf(t), maxError_);
+        auto const corners = cornersOf(t);
         FaceState& state = stateOf(t);
-        state = {found.worst, found.coversHole, NoCandidate, false};
+        if (orientation(corners[0], corners[1], corners[2]) == 1) {
+            state = {}; // of twice area 1: no cell but its corners, which are data
+            return;
+        }
+        FaceFinding const found = worstCell(grid_, corners, maxError_);
+        state = {found.worst, found.coversHole ? HolesOnly : NoCandidate};
         if (found.error >= 0.0 && (found.coversHole || found.error > found.threshold)) {
             state.queued = candidateOf(found.coversHole ? std::numeric_limits<double>::infinity() : found.error, t);
             queue_.push(state.queued);
