@@ -140,6 +140,13 @@ void GridTriangulation::insert(GridPoint p, std::uint32_t t, std::vector<std::ui
     }
 }
 
+void GridTriangulation::reserve(std::size_t vertices) {
+    // Each insertion adds two triangles, splitting a face or an edge.
+    points_.reserve(vertices);
+    corners_.reserve(3 * 2 * vertices);
+    twins_.reserve(3 * 2 * vertices);
+}
+
 void GridTriangulation::indexVertices() {
     edgeOf_.assign(points_.size(), None);
     for (std::uint32_t h = 0; h < corners_.size(); ++h) {

@@ -60,6 +60,9 @@ public:
     // triangle is counter-clockwise.
     void collapse(std::vector<std::uint32_t> const& star, std::size_t onto);
 
+    // Room for this many vertices in all, and the triangles they make.
+    void reserve(std::size_t vertices);
+    std::size_t capacity() const { return corners_.capacity() / 3; } // in triangles
     std::uint32_t triangles() const { return static_cast<std::uint32_t>(corners_.size() / 3); }
     bool alive(std::uint32_t t) const { return corners_[3 * t] != None; }
     std::uint32_t corner(std::uint32_t h) const { return corners_[h]; }
