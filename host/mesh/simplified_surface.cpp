@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory_resource>
 #include <numeric>
 #include <future>
 #include <span>
@@ -137,10 +138,10 @@ public:
     // corners of the result, not cells to scan.
     Refiner(ScanGrid const& grid, double maxError, std::vector<GridPoint> const& hull,
             std::vector<GridPoint> const& seam, std::size_t expected)
-        : grid_(grid), maxError_(maxError), triangulation_(hull) {
-        // Sized once for the vertices expected: growing would copy the arrays
-        // into fresh pages again and again.
-        triangulation_.reserve(hull.size() + seam.size() + expected);
+        // Sized once for the vertices expected, in one block: growing would
+        // copy the arrays into fresh pages again and again.
+        : grid_(grid), maxError_(maxError), memory_(BytesPerVertex * (hull.size() + seam.size() + expected) + Slack),
+          triangulation_(hull, hull.size() + seam.size() + expected, &memory_), state_(&memory_), inserted_(&memory_) {
         state_.reserve(triangulation_.capacity());
         inserted_.reserve(expected);
         // Seam corners lie on the outline, south to north: each walk from the
@@ -331,6 +332,10 @@ private:
         bool coversHole() const { return queued == HolesOnly; }
     };
 
+    // A vertex's share of the triangulation (its point, two triangles' corners,
+    // twins and states, its star edge) and of the insertion order.
+    static constexpr std::size_t BytesPerVertex = sizeof(GridPoint) + 2 * (24 + sizeof(FaceState)) + 4 + 4;
+    static constexpr std::size_t Slack = 4096; // for the arrays' alignment
     static constexpr std::size_t MostNeighbours = 6; // of a vertex the thinning tries to move
 
     // The face that holds p, walking there from face t; None when p lies off the hull.
@@ -419,10 +424,11 @@ private:
 
     ScanGrid grid_;
     double maxError_;
+    std::pmr::monotonic_buffer_resource memory_; // for the arrays sized by the vertices
     GridTriangulation triangulation_;
-    std::vector<FaceState> state_;
+    std::pmr::vector<FaceState> state_;
     OctaveQueue queue_;
-    std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
+    std::pmr::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
 // Seeds, simplifies and extracts both parts, the second on a thread of its
