@@ -44,7 +44,8 @@ public:
     // The convex polygon of the given corners (counter-clockwise, no three
     // collinear), triangulated and made Delaunay; its arrays come from memory,
     // with room for this many vertices in all and the triangles they make.
-    GridTriangulation(std::vector<GridPoint> const& hull, std::size_t vertices, std::pmr::memory_resource* memory);
+    explicit GridTriangulation(std::vector<GridPoint> const& hull, std::size_t vertices = 0,
+                               std::pmr::memory_resource* memory = std::pmr::get_default_resource());
 
     // Inserts p, which lies in triangle t or on one of its edges and is none
     // of its corners, and restores the Delaunay property by flips. The
