@@ -26,7 +26,14 @@ bool inCircle(GridPoint a, GridPoint b, GridPoint c, GridPoint d) {
     return inCircleIn<Wide>(a, b, c, d);
 }
 
-GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull) : points_(hull) {
+GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull, std::size_t vertices,
+                                     std::pmr::memory_resource* memory)
+    : points_(memory), corners_(memory), twins_(memory), edgeOf_(memory) {
+    // Each insertion adds two triangles, splitting a face or an edge.
+    points_.reserve(std::max(vertices, hull.size()));
+    corners_.reserve(3 * 2 * vertices);
+    twins_.reserve(3 * 2 * vertices);
+    points_.assign(hull.begin(), hull.end());
     // Every point inserted later lies inside the hull, so its box bounds every coordinate difference.
     auto const [left, right] = std::ranges::minmax(hull, {}, &GridPoint::x);
     auto const [bottom, top] = std::ranges::minmax(hull, {}, &GridPoint::y);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <memory_resource>
 #include <vector>
 
 namespace rastrum_host {
@@ -41,8 +42,10 @@ public:
     static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
 
     // The convex polygon of the given corners (counter-clockwise, no three
-    // collinear), triangulated and made Delaunay.
-    explicit GridTriangulation(std::vector<GridPoint> const& hull);
+    // collinear), triangulated and made Delaunay; its arrays come from memory,
+    // with room for this many vertices in all and the triangles they make.
+    explicit GridTriangulation(std::vector<GridPoint> const& hull, std::size_t vertices = 0,
+                               std::pmr::memory_resource* memory = std::pmr::get_default_resource());
 
     // Inserts p, which lies in triangle t or on one of its edges and is none
     // of its corners, and restores the Delaunay property by flips. The
@@ -60,6 +63,7 @@ public:
     // triangle is counter-clockwise.
     void collapse(std::vector<std::uint32_t> const& star, std::size_t onto);
 
+    std::size_t capacity() const { return corners_.capacity() / 3; } // in triangles
     std::uint32_t triangles() const { return static_cast<std::uint32_t>(corners_.size() / 3); }
     bool alive(std::uint32_t t) const { return corners_[3 * t] != None; }
     std::uint32_t corner(std::uint32_t h) const { return corners_[h]; }
@@ -79,10 +83,10 @@ private:
     bool flipIfIllegal(std::uint32_t h, std::uint32_t& t0, std::uint32_t& t1);
     void legalize(std::uint32_t h, std::vector<std::uint32_t>& changed);
 
-    std::vector<GridPoint> points_;
-    std::vector<std::uint32_t> corners_;
-    std::vector<std::uint32_t> twins_;
-    std::vector<std::uint32_t> edgeOf_; // after indexVertices(): a half-edge leaving each vertex
+    std::pmr::vector<GridPoint> points_;
+    std::pmr::vector<std::uint32_t> corners_;
+    std::pmr::vector<std::uint32_t> twins_;
+    std::pmr::vector<std::uint32_t> edgeOf_; // after indexVertices(): a half-edge leaving each vertex
     std::vector<std::uint32_t> pending_; // legalize's edges still to check, kept between calls
     bool narrow_ = false;                // whether in-circle tests fit in 64-bit integers
 };

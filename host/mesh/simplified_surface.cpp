@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory_resource>
 #include <numeric>
 #include <future>
 #include <span>
@@ -136,8 +137,13 @@ public:
     // columns the grid's scans look at; seam cells lie on its outline and are
     // corners of the result, not cells to scan.
     Refiner(ScanGrid const& grid, double maxError, std::vector<GridPoint> const& hull,
-            std::vector<GridPoint> const& seam)
-        : grid_(grid), maxError_(maxError), triangulation_(hull) {
+            std::vector<GridPoint> const& seam, std::size_t expected)
+        // Sized once for the vertices expected, in one block: growing would
+        // copy the arrays into fresh pages again and again.
+        : grid_(grid), maxError_(maxError), memory_(BytesPerVertex * (hull.size() + seam.size() + expected) + Slack),
+          triangulation_(hull, hull.size() + seam.size() + expected, &memory_), state_(&memory_), inserted_(&memory_) {
+        state_.reserve(triangulation_.capacity());
+        inserted_.reserve(expected);
         // Seam corners lie on the outline, south to north: each walk from the
         // last one's face is short.
         std::vector<std::uint32_t> changed;
@@ -175,6 +181,9 @@ public:
     // column shared with another part, or -1.
     PartSurface surface(std::int32_t seam) const {
         PartSurface part;
+        part.positions.reserve(triangulation_.vertices());
+        part.seamRows.reserve(triangulation_.vertices());
+        part.triangles.reserve(triangulation_.triangles());
         std::vector<std::uint32_t> numbers(triangulation_.vertices(), GridTriangulation::None);
         auto const& placement = grid_.placement;
         for (std::uint32_t t = 0; t < triangulation_.triangles(); ++t) {
@@ -323,6 +332,10 @@ private:
         bool coversHole() const { return queued == HolesOnly; }
     };
 
+    // A vertex's share of the triangulation (its point, two triangles' corners,
+    // twins and states, its star edge) and of the insertion order.
+    static constexpr std::size_t BytesPerVertex = sizeof(GridPoint) + 2 * (24 + sizeof(FaceState)) + 4 + 4;
+    static constexpr std::size_t Slack = 4096; // for the arrays' alignment
     static constexpr std::size_t MostNeighbours = 6; // of a vertex the thinning tries to move
 
     // The face that holds p, walking there from face t; None when p lies off the hull.
@@ -350,7 +363,7 @@ private:
 
     FaceState& stateOf(std::uint32_t t) {
         if (state_.size() <= t) {
-            state_.resize(std::max<std::size_t>(t + 1, 2 * state_.size()));
+            state_.resize(triangulation_.triangles()); // within the reservation, or doubled
         }
         return state_[t];
     }
@@ -411,20 +424,21 @@ private:
 
     ScanGrid grid_;
     double maxError_;
+    std::pmr::monotonic_buffer_resource memory_; // for the arrays sized by the vertices
     GridTriangulation triangulation_;
-    std::vector<FaceState> state_;
+    std::pmr::vector<FaceState> state_;
     OctaveQueue queue_;
-    std::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
+    std::pmr::vector<std::uint32_t> inserted_; // refinement's vertices in the order of insertion
 };
 
 // Seeds, simplifies and extracts both parts, the second on a thread of its
 // own unless the worker count is held to one; the first part lies west of the seam.
 std::vector<PartSurface> simplifyBoth(ScanGrid const& westGrid, ScanGrid const& eastGrid, double maxError,
-                                      std::vector<GridPoint> const& westHull, std::vector<GridPoint> const& eastHull,
-                                      std::vector<GridPoint> const& seam) {
+                                      std::array<std::vector<GridPoint>, 2> const& hulls,
+                                      std::vector<GridPoint> const& seam, std::array<std::size_t, 2> expected) {
     std::vector<PartSurface> parts(2);
     auto const simplifyEast = [&] {
-        Refiner east(eastGrid, maxError, eastHull, seam);
+        Refiner east(eastGrid, maxError, hulls[1], seam, expected[1]);
         east.simplify();
         parts[1] = east.surface(eastGrid.scanFrom - 1);
     };
@@ -432,7 +446,7 @@ std::vector<PartSurface> simplifyBoth(ScanGrid const& westGrid, ScanGrid const& 
     if (omp_get_max_threads() > 1) {
         other = std::async(std::launch::async, simplifyEast);
     }
-    Refiner west(westGrid, maxError, westHull, seam);
+    Refiner west(westGrid, maxError, hulls[0], seam, expected[0]);
     west.simplify(); // should it throw, the future waits for the other part as it goes
     parts[0] = west.surface(westGrid.scanTo + 1);
     if (other.valid()) {
@@ -474,30 +488,54 @@ double vertexDensity(ScanGrid const& grid, GridPoint c, double maxError) {
     return 1.0 / (static_cast<double>(side) * side);
 }
 
-// The column that splits the refinement's work about evenly, judged on every
-// eighth row and fourth column (the column is what must be found finely):
-// the vertices it inserts, and the scans every cell
-// gets whatever the error (the seed lattice's faces, the thinning's fans),
-// which cost a cell about a sixteenth of an insertion. Kept to the middle half.
-std::int32_t balancedSeam(ScanGrid const& grid, double maxError) {
+// The refinement's work per column, judged on every eighth row and fourth
+// column (the column to split at is what must be found finely): the vertices
+// it inserts, and the scans every cell gets whatever the error (the seed
+// lattice's faces, the thinning's fans), which cost a cell about a sixteenth
+// of an insertion.
+struct ColumnWork {
+    // Cells a sample stands for, halved: the vertex density counts about
+    // twice the vertices the refinement inserts.
+    static constexpr double VerticesPerSample = 16.0;
+    std::vector<double> work;
+    std::vector<double> vertices; // per column, in samples
+};
+
+ColumnWork columnWork(ScanGrid const& grid, double maxError) {
     constexpr double ScanShare = 1.0 / 16.0;
-    std::vector<double> work(static_cast<std::size_t>(grid.columns), 0.0);
+    ColumnWork found{std::vector<double>(static_cast<std::size_t>(grid.columns), 0.0),
+                     std::vector<double>(static_cast<std::size_t>(grid.columns), 0.0)};
     for (std::int32_t y = 4; y < grid.rows; y += 8) {
         for (std::int32_t x = 2; x < grid.columns; x += 4) {
             if (grid.isData({x, y})) {
-                work[static_cast<std::size_t>(x)] += vertexDensity(grid, {x, y}, maxError) + ScanShare;
+                double const density = vertexDensity(grid, {x, y}, maxError);
+                found.work[static_cast<std::size_t>(x)] += density + ScanShare;
+                found.vertices[static_cast<std::size_t>(x)] += density;
             }
         }
     }
+    return found;
+}
+
+// About how many vertices the refinement inserts in columns from to to.
+std::size_t expectedVertices(ColumnWork const& found, std::int32_t from, std::int32_t to) {
+    auto const first = found.vertices.begin();
+    return static_cast<std::size_t>(std::accumulate(first + from, first + to + 1, 0.0) * ColumnWork::VerticesPerSample);
+}
+
+// The column that splits the work about evenly, kept to the middle half.
+std::int32_t balancedSeam(ColumnWork const& found) {
+    auto const& work = found.work;
+    auto const columns = static_cast<std::int32_t>(work.size());
     double const half = std::accumulate(work.begin(), work.end(), 0.0) / 2.0;
     if (!(half > 0.0)) {
-        return grid.columns / 2; // no data cell sampled
+        return columns / 2; // no data cell sampled
     }
     std::int32_t seam = 0;
-    for (double sum = 0.0; seam < grid.columns && sum < half; ++seam) {
+    for (double sum = 0.0; seam < columns && sum < half; ++seam) {
         sum += work[static_cast<std::size_t>(seam)];
     }
-    return std::clamp(seam, grid.columns / 4, 3 * grid.columns / 4);
+    return std::clamp(seam, columns / 4, 3 * columns / 4);
 }
 
 } // namespace
@@ -512,7 +550,8 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
     // Two halves refined at once along a column of data cells, which splits
     // their work about evenly or else lies in the middle: its profile,
     // simplified first, gives both halves the same corners there.
-    std::int32_t const balanced = balancedSeam(grid, maxError);
+    ColumnWork const work = columnWork(grid, maxError);
+    std::int32_t const balanced = balancedSeam(work);
     std::int32_t const seam = allData(grid, balanced) ? balanced : columns / 2;
     if (columns >= 16 && allData(grid, seam)) {
         auto const west = hullCorners(grid, 0, seam), east = hullCorners(grid, seam, columns - 1);
@@ -521,14 +560,15 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
             ScanGrid westGrid = grid, eastGrid = grid;
             westGrid.scanTo = seam - 1;
             eastGrid.scanFrom = seam + 1;
-            return emitJoined(simplifyBoth(westGrid, eastGrid, maxError, west, east, corners), rows, sink);
+            std::array const expected{expectedVertices(work, 0, seam - 1), expectedVertices(work, seam + 1, columns - 1)};
+            return emitJoined(simplifyBoth(westGrid, eastGrid, maxError, {west, east}, corners, expected), rows, sink);
         }
     }
     auto const hull = hullCorners(grid, 0, columns - 1);
     if (hull.size() < 3) {
         throw InputError(input.source + ": the data cells span no area to make a surface of");
     }
-    Refiner whole(grid, maxError, hull, {});
+    Refiner whole(grid, maxError, hull, {}, expectedVertices(work, 0, columns - 1));
     whole.simplify();
     PartSurface const surface = whole.surface(-1);
     return emitJoined({&surface, 1}, rows, sink);
