@@ -73,6 +73,14 @@ GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull, std::si
     }
 }
 
+[[gnu::always_inline]] inline void GridTriangulation::turn(std::uint32_t h, std::uint32_t g, std::uint32_t& t0,
+                                                          std::uint32_t& t1) {
+    std::uint32_t const i = corners_[h], j = corners_[next(h)], p = corners_[prev(h)], q = corners_[prev(g)];
+    std::uint32_t const jp = twins_[next(h)], pi = twins_[prev(h)], qj = twins_[prev(g)], iq = twins_[next(g)];
+    t0 = put(h / 3, p, q, j, None, qj, jp);
+    t1 = put(g / 3, q, p, i, 3 * t0, pi, iq);
+}
+
 [[gnu::always_inline]] inline bool GridTriangulation::flipIfIllegal(std::uint32_t h, std::uint32_t& t0, std::uint32_t& t1) {
     std::uint32_t const g = twins_[h];
     if (g == None) {
@@ -85,10 +93,13 @@ GridTriangulation::GridTriangulation(std::vector<GridPoint> const& hull, std::si
     if (!inside) {
         return false;
     }
-    std::uint32_t const jp = twins_[next(h)], pi = twins_[prev(h)], qj = twins_[prev(g)], iq = twins_[next(g)];
-    t0 = put(h / 3, p, q, j, None, qj, jp);
-    t1 = put(g / 3, q, p, i, 3 * t0, pi, iq);
+    turn(h, g, t0, t1);
     return true;
+}
+
+void GridTriangulation::flip(std::uint32_t h) {
+    std::uint32_t t0 = 0, t1 = 0;
+    turn(h, twins_[h], t0, t1);
 }
 
 void GridTriangulation::legalize(std::uint32_t h, std::vector<std::uint32_t>& changed) {

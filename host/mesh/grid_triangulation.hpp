@@ -51,6 +51,11 @@ public:
     // of its corners, and restores the Delaunay property by flips. The
     // triangles that changed, all of them around p, are appended to changed.
     void insert(GridPoint p, std::uint32_t t, std::vector<std::uint32_t>& changed);
+    // Turns the edge of half-edge h, which has a twin and is the diagonal of
+    // a convex quadrilateral, into the other diagonal: triangle h / 3 becomes
+    // (p, q, j) and triangle twin(h) / 3 becomes (q, p, i), for h running i
+    // to j, p the corner across from h and q the one across from its twin.
+    void flip(std::uint32_t h);
 
     // The half-edges leaving vertex v counter-clockwise, from one of them;
     // empty when v lies on the outline. Needs indexVertices() first.
@@ -81,6 +86,7 @@ private:
     // Flips half-edge h when the vertex beyond it lies inside its triangle's
     // circumcircle; returns whether it did, the two triangles then in t0, t1.
     bool flipIfIllegal(std::uint32_t h, std::uint32_t& t0, std::uint32_t& t1);
+    void turn(std::uint32_t h, std::uint32_t g, std::uint32_t& t0, std::uint32_t& t1);
     void legalize(std::uint32_t h, std::vector<std::uint32_t>& changed);
 
     std::pmr::vector<GridPoint> points_;

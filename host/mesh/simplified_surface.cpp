@@ -243,6 +243,9 @@ private:
                 scan(face);
                 continue;
             }
+            if (std::bit_cast<float>(static_cast<std::uint32_t>(worst >> 32)) <= 2.0 * maxError_ && settledByFlip(face)) {
+                continue;
+            }
             changed.clear();
             inserted_.push_back(triangulation_.vertices());
             triangulation_.insert(popped.worst, face, changed);
@@ -256,6 +259,48 @@ private:
             }
         }
     }
+
+    // Whether turning the face's edge nearest its worst cell into the other
+    // diagonal of the quadrilateral it makes with its neighbour leaves both
+    // new faces within the error and off holes; turns it when so, and the
+    // cell need not go in. Tried on faces within twice the error, where it
+    // spares about one insertion in six for fewer triangles in the end; the
+    // turned edge need not be Delaunay, and an insertion that changes either
+    // face later scans it again. Other edges, or larger errors, settle too
+    // seldom for the scans their tries cost.
+    bool settledByFlip(std::uint32_t face) {
+        GridPoint const worst = state_[face].worst;
+        std::uint32_t h = 3 * face; // every edge's area with the face's third corner is the same
+        std::int64_t least = std::numeric_limits<std::int64_t>::max();
+        for (std::uint32_t e = 3 * face; e < 3 * face + 3; ++e) {
+            if (std::int64_t const area = orientation(cornerPoint(e), cornerPoint(GridTriangulation::next(e)), worst);
+                area < least) {
+                least = area;
+                h = e;
+            }
+        }
+        std::uint32_t const g = triangulation_.twin(h);
+        if (g == GridTriangulation::None) {
+            return false;
+        }
+        GridPoint const i = cornerPoint(h), j = cornerPoint(GridTriangulation::next(h));
+        GridPoint const p = cornerPoint(GridTriangulation::prev(h)), q = cornerPoint(GridTriangulation::prev(g));
+        if (orientation(p, q, j) <= 0 || orientation(q, p, i) <= 0) {
+            return false; // not convex
+        }
+        std::array const towardJ{p, q, j}, towardI{q, p, i};
+        // The worst cell first: it fails there in some two fifths of the tries.
+        if (cellExcess(grid_, orientation(p, q, worst) >= 0 ? towardJ : towardI, worst, maxError_) > 0.0 ||
+            !withinError(grid_, towardJ, maxError_) || !withinError(grid_, towardI, maxError_)) {
+            return false;
+        }
+        triangulation_.flip(h);
+        state_[face] = {};
+        state_[g / 3] = {};
+        return true;
+    }
+
+    GridPoint cornerPoint(std::uint32_t h) const { return triangulation_.point(triangulation_.corner(h)); }
 
     // Where a face an insertion changed waits to be scanned: two octaves
     // below the face it split, as the smaller faces mostly lie closer to the

@@ -265,45 +265,59 @@ TEST(FaceScan, EveryPathFindsWhatRowScansFind) {
 
 // Every cell of a small grid goes in, most of them on edges and cocircular
 // with others: the triangles stay counter-clockwise, tile the rectangle, agree
-// on shared edges and keep every vertex out of every circumcircle.
+// on shared edges and keep every vertex out of every circumcircle. They stay
+// a tiling when edges are turned against that rule between insertions, as
+// refinement does where a turn settles a face.
 TEST(GridTriangulation, StaysDelaunayThroughCollinearAndCocircularCells) {
-    using rastrum_host::GridPoint, rastrum_host::GridTriangulation;
-    GridTriangulation mesh({{0, 0}, {8, 0}, {8, 6}, {0, 6}});
-    auto const cornersOf = [&](std::uint32_t t) {
-        return std::array{mesh.point(mesh.corner(3 * t)), mesh.point(mesh.corner(3 * t + 1)), mesh.point(mesh.corner(3 * t + 2))};
-    };
-    auto const check = [&] {
-        std::int64_t area = 0;
-        for (std::uint32_t h = 0; h < 3 * mesh.triangles(); ++h) {
-            auto const c = cornersOf(h / 3);
-            ASSERT_GT(rastrum_host::orientation(c[0], c[1], c[2]), 0);
-            area += h % 3 == 0 ? rastrum_host::orientation(c[0], c[1], c[2]) : 0;
-            if (mesh.twin(h) != GridTriangulation::None) {
-                ASSERT_EQ(mesh.twin(mesh.twin(h)), h);
-                ASSERT_EQ(mesh.corner(mesh.twin(h)), mesh.corner(GridTriangulation::next(h)));
+    using rastrum_host::GridPoint, rastrum_host::GridTriangulation, rastrum_host::orientation;
+    for (bool const turning : {false, true}) {
+        GridTriangulation mesh({{0, 0}, {8, 0}, {8, 6}, {0, 6}});
+        auto const cornersOf = [&](std::uint32_t t) {
+            return std::array{mesh.point(mesh.corner(3 * t)), mesh.point(mesh.corner(3 * t + 1)), mesh.point(mesh.corner(3 * t + 2))};
+        };
+        auto const check = [&] {
+            std::int64_t area = 0;
+            for (std::uint32_t h = 0; h < 3 * mesh.triangles(); ++h) {
+                auto const c = cornersOf(h / 3);
+                ASSERT_GT(orientation(c[0], c[1], c[2]), 0);
+                area += h % 3 == 0 ? orientation(c[0], c[1], c[2]) : 0;
+                if (mesh.twin(h) != GridTriangulation::None) {
+                    ASSERT_EQ(mesh.twin(mesh.twin(h)), h);
+                    ASSERT_EQ(mesh.corner(mesh.twin(h)), mesh.corner(GridTriangulation::next(h)));
+                }
+                for (std::uint32_t v = 0; !turning && h % 3 == 0 && v < mesh.vertices(); ++v) {
+                    ASSERT_FALSE(rastrum_host::inCircle(c[0], c[1], c[2], mesh.point(v)));
+                }
             }
-            for (std::uint32_t v = 0; h % 3 == 0 && v < mesh.vertices(); ++v) {
-                ASSERT_FALSE(rastrum_host::inCircle(c[0], c[1], c[2], mesh.point(v)));
-            }
-        }
-        EXPECT_EQ(area, 2 * 8 * 6);
-    };
-    std::vector<std::uint32_t> changed;
-    for (std::int32_t y = 0; y <= 6; ++y) {
-        for (std::int32_t x = 0; x <= 8; ++x) {
-            GridPoint const p{x, y};
-            for (std::uint32_t t = 0; (x % 8 != 0 || y % 6 != 0) && t < mesh.triangles(); ++t) {
-                auto const c = cornersOf(t);
-                if (rastrum_host::orientation(c[0], c[1], p) >= 0 && rastrum_host::orientation(c[1], c[2], p) >= 0 &&
-                    rastrum_host::orientation(c[2], c[0], p) >= 0) {
-                    mesh.insert(p, t, changed);
-                    break;
+            EXPECT_EQ(area, 2 * 8 * 6);
+        };
+        std::vector<std::uint32_t> changed;
+        for (std::int32_t y = 0; y <= 6; ++y) {
+            for (std::int32_t x = 0; x <= 8; ++x) {
+                GridPoint const p{x, y};
+                for (std::uint32_t t = 0; (x % 8 != 0 || y % 6 != 0) && t < mesh.triangles(); ++t) {
+                    auto const c = cornersOf(t);
+                    if (orientation(c[0], c[1], p) >= 0 && orientation(c[1], c[2], p) >= 0 && orientation(c[2], c[0], p) >= 0) {
+                        mesh.insert(p, t, changed);
+                        break;
+                    }
+                }
+                // The first edge of a convex quadrilateral turned, new ones first.
+                for (std::uint32_t h = 3 * mesh.triangles(); turning && h-- > 0;) {
+                    std::uint32_t const g = mesh.twin(h);
+                    GridPoint const i = mesh.point(mesh.corner(h)), j = mesh.point(mesh.corner(GridTriangulation::next(h)));
+                    GridPoint const a = mesh.point(mesh.corner(GridTriangulation::prev(h)));
+                    if (g != GridTriangulation::None && orientation(a, mesh.point(mesh.corner(GridTriangulation::prev(g))), j) > 0 &&
+                        orientation(mesh.point(mesh.corner(GridTriangulation::prev(g))), a, i) > 0) {
+                        mesh.flip(h);
+                        break;
+                    }
                 }
             }
         }
+        ASSERT_EQ(mesh.vertices(), 63u);
+        check();
     }
-    ASSERT_EQ(mesh.vertices(), 63u);
-    check();
 }
 
 } // namespace
