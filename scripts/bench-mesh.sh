@@ -12,7 +12,8 @@ rastrum=build/bench/apps/rastrum/rastrum
 timing=build/bench/bench/rastrum-mesh-timing
 work=build/bench-mesh
 mkdir -p "$work"
-cmake --preset bench >/dev/null && cmake --build --preset bench --target rastrum-cli rastrum-mesh-timing >/dev/null
+cgal=build/bench/bench/rastrum-cgal-timing
+cmake --preset bench >/dev/null && cmake --build --preset bench --target rastrum-cli rastrum-mesh-timing rastrum-cgal-timing >/dev/null
 [ -d bench/martini/node_modules/@mapbox/martini ] || (cd bench/martini && npm install --no-audit --no-fund >/dev/null)
 # Run the whole script under /work/bin/bench-lock (or alone): it takes no lock of its own.
 heavy() { "$@"; }
@@ -40,9 +41,11 @@ peak_mb() { /usr/bin/time -f %M "$@" 2>&1 >/dev/null | tail -1 | awk '{printf "%
 
 martini=$(cd bench/martini && heavy node run.mjs "$fuji" 5 10 50)
 inprocess=$(heavy "$timing" "$fuji" 5 10 50)
+library=$(heavy "$cgal" "$fuji" 5 10 50)
 # What every run pays before any work: the process start with GDAL and its libraries loaded.
 start_ms=$(heavy bash -c "$(declare -f best_ms); best_ms $rastrum --version")
 rows=""
+library_rows=""
 for e in 5 10 50; do
   build_ms=$(awk -v e="$e" '$1 == e {print $3}' <<<"$inprocess")
   ms=$(heavy bash -c "$(declare -f best_ms); best_ms $rastrum mesh --terrain-rgb $fuji $work/fuji-$e.ply --max-error $e --overwrite -q")
@@ -55,6 +58,8 @@ for e in 5 10 50; do
   count_met=$(awk -v a="$ours" -v b="$theirs" 'BEGIN{print (a <= 0.6 * b) ? "met" : "not met"}')
   build_met=$(awk -v a="$build_ms" -v b="$their_ms" 'BEGIN{print (a <= b) ? "met" : "not met"}')
   rows+="| $e | $ours | $theirs | $ratio ($count_met) | $build_ms | $ms | $their_ms | $build_ratio ($build_met) | $time_ratio |"$'\n'
+  read -r vertices library_ms < <(awk -v e="$e" '$1 == e {print $2, $3}' <<<"$library")
+  library_rows+="| $e | $vertices | $library_ms | $build_ms | $their_ms |"$'\n'
 done
 
 simplified_mb=$(heavy bash -c "$(declare -f peak_mb); peak_mb $rastrum mesh $work/fuji10000.tif $work/big.ply --max-error 1 --overwrite -q")
@@ -64,6 +69,8 @@ full_faces=$(faces "$work/full.ply")
 full_bytes=$(stat -c %s "$work/full.ply")
 rm -f "$work/big.ply" "$work/full.ply"
 
+# The hand-written notes below the tables stay.
+notes=$(sed -n '/^## Notes/,$p' bench/mesh.md 2>/dev/null || true)
 {
   echo "# Mesh benchmark"
   echo
@@ -93,5 +100,19 @@ rm -f "$work/big.ply" "$work/full.ply"
   echo "|---|---|---|---|"
   echo "| 10000², \`--max-error 1\` | $simplified_faces | ${simplified_mb} MB | <= 2048 MB: $( [ "$simplified_mb" -le 2048 ] && echo met || echo not met) |"
   echo "| 5000² full resolution to PLY ($((full_bytes / 1000000)) MB) | $full_faces | ${full_mb} MB | <= 1024 MB: $( [ "$full_mb" -le 1024 ] && echo met || echo not met) |"
+  echo
+  echo "## A library's Delaunay triangulation"
+  echo
+  echo "CGAL's \`Delaunay_triangulation_2\` (exact predicates), built on one thread from the finished"
+  echo "surface's vertices at once (spatially sorted), without the refinement's incremental insertions,"
+  echo "scans and thinning around it (\`bench/cgal_delaunay_timing.cpp\`, best of 7)."
+  echo
+  echo "| E (m) | vertices | CGAL's triangulation alone, ms | our whole surface in process, ms | Martini ms |"
+  echo "|---|---|---|---|---|"
+  printf "%s" "$library_rows"
+  if [ -n "$notes" ]; then
+    echo
+    printf "%s\n" "$notes"
+  fi
 } > bench/mesh.md
 cat bench/mesh.md

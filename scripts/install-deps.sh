@@ -10,6 +10,7 @@ packages=(
   libgtest-dev
   libgmock-dev
   libbenchmark-dev
+  libcgal-dev
   binutils
   libgdal-dev
   gdal-bin
