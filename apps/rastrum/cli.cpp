@@ -423,15 +423,17 @@ int parseAndRun(int argc, char** argv) {
         ConsoleRoute const route(common.logPath, common.quiet || gradient, common.quiet ? nullptr : bar.getPointer(),
                                  {input.path, input.read.cellTypesPath, second.path, second.read.cellTypesPath, volume,
                                   output.path, output.preview});
+        auto const tell = [&](std::string const& note) {
+            if (!common.quiet && !note.empty()) {
+                bar->writeLine("rastrum: " + note); // above the bar, as the library's lines
+            }
+        };
         if (&chosen == &mask) {
             commandMask(input, output, common.tiling, context);
         } else if (&chosen == &smoothing) {
             commandSmooth(input, output, smooth, common.tiling, context);
         } else if (&chosen == &sobel) {
-            auto const note = commandSobel(input, output, slope, common.tiling, context, keepPartial);
-            if (!common.quiet) {
-                bar->writeLine("rastrum: " + note); // above the bar, as the library's lines
-            }
+            tell(commandSobel(input, output, slope, common.tiling, context, keepPartial));
         } else if (&chosen == &sloping) {
             commandSlope(input, output, slopeOptions, common.tiling, context);
         } else if (&chosen == &calc) {
@@ -444,7 +446,7 @@ int parseAndRun(int argc, char** argv) {
         } else if (&chosen == &iso) {
             commandIso(volume, output, common.tiling, context);
         } else if (&chosen == &meshing) {
-            commandMesh(input, output, meshOptions, common.tiling, context);
+            tell(commandMesh(input, output, meshOptions, common.tiling, context));
         } else if (&chosen == &demo) {
             runDemo(demoOptions, context, std::cout);
         }

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "core/errors.hpp"
+#include "operations/operations.hpp"
 #include "tiling/tiled_grid.hpp"
 
 namespace rastrum_host {
@@ -58,6 +59,27 @@ MeshPoint surfaceOrigin(HeightInput const& input) {
     }
     return {exactInFloat(placement.origin[0]), exactInFloat(placement.origin[1]),
             exactInFloat(std::isfinite(low) ? low : 0.0)};
+}
+
+std::string geographicNote(HeightInput const& input) {
+    auto const rows = input.heights.height;
+    auto const [east, north] = unitsPerCrsUnit({}, input.georef, rows);
+    if (east == 1.0 && north == 1.0) {
+        return {};
+    }
+    auto const& t = input.georef.transform;
+    double const longitude = t[0] + 0.5 * input.heights.width * t[1];
+    double const latitude = t[3] + 0.5 * rows * t[5];
+    int const zone = std::clamp(static_cast<int>(std::floor((longitude + 180.0) / 6.0)) + 1, 1, 60);
+    std::ostringstream note;
+    note << std::fixed;
+    note.precision(1);
+    note << input.source << ": x and y are degrees of a geographic CRS beside heights in their own units (a degree is "
+         << east / 1000.0 << " km east and " << north / 1000.0
+         << " km north here), so viewers show the surface stretched tall; reproject first for true proportions, e.g. to "
+         << "its UTM zone: gdalwarp -t_srs EPSG:" << (latitude >= 0.0 ? 32600 : 32700) + zone
+         << " (rio.reproject in Python)";
+    return note.str();
 }
 
 } // namespace rastrum_host

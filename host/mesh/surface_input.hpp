@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "core/raster.hpp"
 #include "mesh/mesh_sink.hpp"
 
@@ -17,5 +19,10 @@ void requireMeshableHeights(HeightInput const& input);
 // units and exact in single precision, so that a float of it is the very
 // value subtracted.
 MeshPoint surfaceOrigin(HeightInput const& input);
+
+// A note for rasters whose CRS is geographic, empty for others: a surface's x
+// and y are then degrees beside heights in metres, which viewers show
+// stretched tall; it says by how much and names the UTM zone to reproject to.
+std::string geographicNote(HeightInput const& input);
 
 } // namespace rastrum_host

@@ -110,7 +110,7 @@ def iso(volume, transform=None, fragment_size=256, overlap=None):
     return _core.iso(volume, transform, fragment_size, overlap)
 
 
-def mesh(heights, transform=None, max_error=None, **common):
+def mesh(heights, transform=None, max_error=None, crs=None, **common):
     """Triangle surface of the data cells: ``(vertices, triangles)``.
 
     Vertices are float64 (x, y, height) in the transform's coordinates;
@@ -118,9 +118,11 @@ def mesh(heights, transform=None, max_error=None, **common):
     from above. At full resolution every data cell in a square of four is one
     vertex, welded across fragments; with ``max_error`` the surface is an
     adaptive one within that many height units of every data cell, as
-    ``rastrum mesh --max-error`` writes it.
+    ``rastrum mesh --max-error`` writes it. With a geographic ``crs`` (WKT or
+    anything with ``to_wkt()``) a UserWarning says the surface mixes degrees
+    with heights and names the UTM zone to reproject to.
     """
-    return _core.mesh(heights, transform, max_error, _common(**common))
+    return _core.mesh(heights, transform, crs, max_error, _common(**common))
 
 
 from . import accessor  # noqa: E402,F401  registers DataArray.rastrum

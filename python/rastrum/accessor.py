@@ -201,5 +201,7 @@ class RastrumAccessor:
         da = da.squeeze() if da.ndim > 2 else da
         if da.ndim != 2:
             raise ValueError(f"mesh: pick one step of {da.dims[:-2]}, e.g. mesh({da.dims[0]}=...)")
-        transform = da.rio.transform() if rioxarray is not None else None
-        return rastrum.mesh(np.asarray(da.data), transform, max_error, nodata=self._nodata(da))
+        transform, crs = (da.rio.transform(), da.rio.crs) if rioxarray is not None else (None, None)
+        # Surfaces are made of float32 heights, as the command line reads any DEM.
+        heights = np.asarray(da.data, dtype=np.float32)
+        return rastrum.mesh(heights, transform, max_error, crs, nodata=self._nodata(da))

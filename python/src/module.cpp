@@ -9,6 +9,7 @@
 #include "arrays.hpp"
 #include "core/errors.hpp"
 #include "mesh/surface.hpp"
+#include "mesh/surface_input.hpp"
 #include "operations/operations.hpp"
 
 namespace rastrum_python {
@@ -158,7 +159,25 @@ py::object iso(py::handle volume, py::handle transform, std::uint64_t fragmentSi
     });
 }
 
-py::object mesh(py::handle heights, py::handle transform, std::optional<double> maxError, Common c) {
+// A surface of a raster in a geographic CRS has degrees beside heights in
+// metres: the host's note on it, as a UserWarning.
+void warnIfGeographic(py::handle crs, py::handle transform, py::ssize_t columns, py::ssize_t rows) {
+    if (crs.is_none()) {
+        return;
+    }
+    host::HeightInput raster;
+    raster.source = "mesh";
+    raster.heights.width = static_cast<std::uint32_t>(columns);
+    raster.heights.height = static_cast<std::uint32_t>(rows);
+    raster.georef = georeferenceOf(transform);
+    raster.georef.crsWkt = py::str(py::hasattr(crs, "to_wkt") ? crs.attr("to_wkt")() : crs);
+    auto const note = host::geographicNote(raster);
+    if (!note.empty() && PyErr_WarnEx(PyExc_UserWarning, note.c_str(), 2) != 0) {
+        throw py::error_already_set(); // warnings made errors
+    }
+}
+
+py::object mesh(py::handle heights, py::handle transform, py::handle crs, std::optional<double> maxError, Common c) {
     if (maxError && !(*maxError >= 0.0 && std::isfinite(*maxError))) {
         throw py::value_error("mesh: max_error must be a height difference >= 0, not " + std::to_string(*maxError));
     }
@@ -177,6 +196,7 @@ py::object mesh(py::handle heights, py::handle transform, std::optional<double> 
             return maxError ? host::computeSimplifiedSurface(copy, *maxError)
                             : host::computeSurface(copy, tilingOf(c.fragmentSize, c.overlap), context);
         });
+        warnIfGeographic(crs, c.transform, input.columns(), input.rows());
         // The arrays share the surface the host made, as rows of three.
         static_assert(sizeof(surface.vertices[0]) == 3 * sizeof(double));
         static_assert(sizeof(surface.triangles[0]) == 3 * sizeof(std::uint32_t));

@@ -118,6 +118,23 @@ INSTANTIATE_TEST_SUITE_P(Mesh, MeshFiles,
                          ::testing::Values("s.ply", "s.obj", "s.gltf", "s.glb", "z.obj"),
                          [](auto const& test) { return std::string(test.param).replace(1, 1, "_"); });
 
+// A geographic raster's surface is written with a note on its proportions
+// naming the UTM zone to reproject to; a projected one, or a quiet run, has none.
+TEST(MeshFiles, GeographicHeightsComeWithANoteOnProportions) {
+    TempFolder folder;
+    auto dem = holeFree(40, 30);
+    writeRaster(folder / "utm.tif", dem);
+    dem.transform = std::array{-105.3, 1e-4, 0.0, -40.1, 0.0, -1e-4};
+    dem.crsWkt = epsgWkt(4326);
+    writeRaster(folder / "geo.tif", dem);
+    for (auto const& [input, quiet, noted] : {std::tuple{"geo.tif", false, true}, {"geo.tif", true, false}, {"utm.tif", false, false}}) {
+        auto const run = rastrum({"mesh", folder / input, folder / "m.ply", "--overwrite", "--max-error", "1", quiet ? "-q" : "--threads=2"});
+        ASSERT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.err.find("geo.tif: x and y are degrees of a geographic CRS") != std::string::npos, noted) << run.err;
+        EXPECT_EQ(run.err.find("gdalwarp -t_srs EPSG:32713 ") != std::string::npos, noted) << run.err;
+    }
+}
+
 // Debian's meshio reads PLY and OBJ: vertices, triangles and the PLY normals'
 // upward component.
 TEST(MeshFiles, MeshioReadsPlyAndObj) {

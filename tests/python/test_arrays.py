@@ -81,3 +81,12 @@ def test_the_gil_is_released_while_the_library_runs():
     done.set()
     thread.join()
     assert during > 200000  # a held GIL lets the counter run one switch interval at most
+
+
+def test_mesh_of_geographic_heights_warns_naming_the_utm_zone(recwarn):
+    geographic = (-105.3, 1e-4, 0.0, 40.1, 0.0, -1e-4)
+    with pytest.warns(UserWarning, match="degrees of a geographic CRS.*EPSG:32613"):
+        rastrum.mesh(terrain(), geographic, max_error=5, crs="EPSG:4326", nodata=-9999)
+    recwarn.clear()
+    rastrum.mesh(terrain(), (500000.0, 2.0, 0.0, 4000000.0, 0.0, -2.0), max_error=5, crs="EPSG:32613", nodata=-9999)
+    assert not [w for w in recwarn if "geographic" in str(w.message)]

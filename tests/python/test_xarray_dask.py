@@ -52,6 +52,15 @@ def test_scaled_integer_heights_are_computed_in_their_declared_units(tmp_path):
         np.testing.assert_array_equal(result.values, rastrum.smooth(heights))
 
 
+def test_integer_heights_mesh_as_their_float32_values(tmp_path):
+    raw = np.where(terrain() == -9999, -32768, np.round(terrain())).astype(np.int16)
+    da = rioxarray.open_rasterio(write_tif(tmp_path / "i.tif", raw, "int16", -32768)).squeeze("band", drop=True)
+    ours = da.rastrum.mesh(max_error=2)
+    expected = rastrum.mesh(raw.astype(np.float32), da.rio.transform(), max_error=2, nodata=-32768)
+    for got, want in zip(ours, expected):
+        np.testing.assert_array_equal(got, want)
+
+
 def test_a_time_series_equals_its_steps_run_one_by_one(dem):
     _, da = dem
     years = xr.DataArray([2019, 2021, 2024], dims="time", name="time")

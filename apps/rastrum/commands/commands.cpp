@@ -194,8 +194,8 @@ void commandIso(std::string const& input, OutputArgs const& output, Tiling const
     });
 }
 
-void commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options, Tiling const& tiling,
-                 RunContext const& context) {
+std::string commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options,
+                        Tiling const& tiling, RunContext const& context) {
     UpAxis const up = meshUpAxis(output.path, options.up);
     AtomicOutput mesh(output.path, output.options.overwrite);
     checkPreview(output);
@@ -217,6 +217,7 @@ void commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions c
     if (png) {
         png->commit();
     }
+    return geographicNote(heights);
 }
 
 } // namespace rastrum_host

@@ -46,8 +46,8 @@ struct MeshOptions {
     std::optional<UpAxis> up;       // the format's own convention when not given
 };
 // The triangle surface to PLY, OBJ or glTF, written as it is made; the preview
-// is a shaded relief of the heights.
-void commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options, Tiling const& tiling,
+// is a shaded relief of the heights. Returns a note for the user, or nothing.
+std::string commandMesh(InputArgs const& input, OutputArgs const& output, MeshOptions const& options, Tiling const& tiling,
                  RunContext const& context);
 
 } // namespace rastrum_host
