@@ -138,8 +138,9 @@ TEST(Demo, RunsEveryOperationIntoOneFolderWhoseRastersOpenWithGdal) {
 
     auto const summary = contents(out + "/summary.md");
     EXPECT_EQ(run.out, summary);
-    // A table of six columns: its header, its rule and one row for each of the 8 operations.
-    EXPECT_EQ(std::ranges::count(summary, '|'), 7 * (2 + 8)) << summary;
+    // A table of six columns: its header, its rule and one row for each of the 9 runs.
+    EXPECT_EQ(std::ranges::count(summary, '|'), 7 * (2 + 9)) << summary;
+    EXPECT_NE(summary.find("| mesh (simplified, within 0.25 m) | surface.glb | 6144 | - | "), std::string::npos) << summary;
 
     for (auto const& entry : std::filesystem::directory_iterator(out)) {
         if (entry.path().extension() == ".tif") {
@@ -164,7 +165,11 @@ TEST(Demo, RunsEveryOperationIntoOneFolderWhoseRastersOpenWithGdal) {
     Assimp::Importer importer;
     aiScene const* mesh = importer.ReadFile(out + "/surface.ply", 0);
     ASSERT_NE(mesh, nullptr) << importer.GetErrorString();
-    EXPECT_GT(mesh->mMeshes[0]->mNumFaces, 0u);
+    auto const faces = mesh->mMeshes[0]->mNumFaces;
+    Assimp::Importer second;
+    aiScene const* simplified = second.ReadFile(out + "/surface.glb", 0);
+    ASSERT_NE(simplified, nullptr) << second.GetErrorString();
+    EXPECT_TRUE(simplified->mMeshes[0]->mNumFaces > 0 && simplified->mMeshes[0]->mNumFaces < faces);
 
     auto again = arguments;
     auto const refused = rastrum(again);

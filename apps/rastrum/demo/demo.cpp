@@ -10,7 +10,9 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <sstream>
+#include <string>
 #include <vector>
 
 #include "io/atomic_output.hpp"
@@ -60,7 +62,7 @@ struct Step {
     std::string operation;
     std::string output;
     std::uint64_t cells;
-    std::uint64_t fragments;
+    std::optional<std::uint64_t> fragments; // none for work over the whole raster
     std::uint64_t holes;
     double seconds;
 };
@@ -76,8 +78,9 @@ std::string summaryTable(DemoOptions const& options, std::vector<Step> const& st
     for (auto const& step : steps) {
         std::array<char, 32> seconds{};
         std::snprintf(seconds.data(), seconds.size(), "%.3f", step.seconds);
-        table << "| " << step.operation << " | " << step.output << " | " << step.cells << " | " << step.fragments
-              << " | " << step.holes << " | " << seconds.data() << " |\n";
+        table << "| " << step.operation << " | " << step.output << " | " << step.cells << " | "
+              << (step.fragments ? std::to_string(*step.fragments) : "-") << " | " << step.holes << " | "
+              << seconds.data() << " |\n";
     }
     return table.str();
 }
@@ -140,7 +143,7 @@ void runDemo(DemoOptions const& options, RunContext const& context, std::ostream
     struct Run {
         char const* operation;
         char const* output;
-        std::uint64_t overlap;
+        std::optional<std::uint64_t> overlap; // none for work over the whole raster
         std::uint32_t layers;
         std::function<void()> run;
     };
@@ -160,6 +163,8 @@ void runDemo(DemoOptions const& options, RunContext const& context, std::ostream
          [&] { commandIso(path("deposits.tif"), output("deposits-density.tif", "deposits-density.png"), tiling, context); }},
         {"mesh", "surface.ply", SurfaceOverlap, 1,
          [&] { commandMesh(after, output("surface.ply", "relief.png"), {}, tiling, context); }},
+        {"mesh (simplified, within 0.25 m)", "surface.glb", std::nullopt, 1,
+         [&] { commandMesh(after, output("surface.glb", nullptr), {.maxError = 0.25, .up = {}}, tiling, context); }},
     };
 
     std::vector<Step> steps;
@@ -167,8 +172,8 @@ void runDemo(DemoOptions const& options, RunContext const& context, std::ostream
         auto const start = std::chrono::steady_clock::now();
         run.run();
         std::chrono::duration<double> const took = std::chrono::steady_clock::now() - start;
-        steps.push_back({run.operation, run.output, cells * run.layers, fragments(run.overlap, run.layers),
-                         run.layers == 1 ? holes : 0, took.count()});
+        auto const used = run.overlap ? std::optional(fragments(*run.overlap, run.layers)) : std::nullopt;
+        steps.push_back({run.operation, run.output, cells * run.layers, used, run.layers == 1 ? holes : 0, took.count()});
     }
     auto const summary = summaryTable(options, steps);
     writeText(folder / "summary.md", summary, options.overwrite);
