@@ -7,15 +7,13 @@
 #include <CGAL/Delaunay_triangulation_2.h>
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "io/raster_reader.hpp"
 #include "mesh/simplified_surface.hpp"
+#include "tile_timing.hpp"
 
 namespace {
 
@@ -31,26 +29,15 @@ public:
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3) {
-        std::fprintf(stderr, "usage: %s tile.png E1 [E2 ...]\n", argv[0]);
-        return 2;
-    }
-    rastrum_host::ReadOptions options;
-    options.terrainRgb = true;
-    auto const input = rastrum_host::readHeights(argv[1], options);
-    for (int k = 2; k < argc; ++k) {
+    return bench_tile::forEachError(argc, argv, [](rastrum_host::HeightInput const& tile, double maxError, char const* text) {
         VertexSink sink;
-        rastrum_host::streamSimplifiedSurface(input, std::stod(argv[k]), sink);
-        double best = 1e300;
-        for (int run = 0; run < 7; ++run) {
-            auto const start = std::chrono::steady_clock::now();
+        rastrum_host::streamSimplifiedSurface(tile, maxError, sink);
+        bool distinct = true; // the surface's vertices are distinct cells
+        double const best = bench_tile::bestOfSeven([&] {
             CGAL::Delaunay_triangulation_2<Kernel> const triangulation(sink.points.begin(), sink.points.end());
-            std::chrono::duration<double, std::milli> const took = std::chrono::steady_clock::now() - start;
-            best = std::min(best, took.count());
-            if (triangulation.number_of_vertices() != sink.points.size()) {
-                return 1; // the surface's vertices are distinct cells
-            }
-        }
-        std::printf("%s %zu %.1f\n", argv[k], sink.points.size(), best);
-    }
+            distinct = distinct && triangulation.number_of_vertices() == sink.points.size();
+        });
+        std::printf("%s %zu %.1f\n", text, sink.points.size(), best);
+        return distinct ? 0 : 1;
+    });
 }

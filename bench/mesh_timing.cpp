@@ -3,14 +3,12 @@
 // the mesh command does them, without starting a process, reading the file
 // or writing one. Prints "E triangles best-ms" for each E, best of 7 runs.
 // Usage: rastrum-mesh-timing tile.png E1 E2 ...   (terrain-RGB)
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 
-#include "io/raster_reader.hpp"
 #include "mesh/simplified_surface.hpp"
+#include "tile_timing.hpp"
 
 namespace {
 
@@ -24,25 +22,14 @@ public:
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3) {
-        std::fprintf(stderr, "usage: %s tile.png E1 [E2 ...]\n", argv[0]);
-        return 2;
-    }
-    rastrum_host::ReadOptions options;
-    options.terrainRgb = true;
-    auto const input = rastrum_host::readHeights(argv[1], options);
-    for (int k = 2; k < argc; ++k) {
-        double const maxError = std::stod(argv[k]);
-        double best = 1e300;
+    return bench_tile::forEachError(argc, argv, [](rastrum_host::HeightInput const& tile, double maxError, char const* text) {
         std::size_t triangles = 0;
-        for (int run = 0; run < 7; ++run) {
+        double const best = bench_tile::bestOfSeven([&] {
             CountingSink sink;
-            auto const start = std::chrono::steady_clock::now();
-            rastrum_host::streamSimplifiedSurface(input, maxError, sink);
-            std::chrono::duration<double, std::milli> const took = std::chrono::steady_clock::now() - start;
-            best = std::min(best, took.count());
+            rastrum_host::streamSimplifiedSurface(tile, maxError, sink);
             triangles = sink.triangles;
-        }
-        std::printf("%s %zu %.1f\n", argv[k], triangles, best);
-    }
+        });
+        std::printf("%s %zu %.1f\n", text, triangles, best);
+        return 0;
+    });
 }
