@@ -19,10 +19,57 @@ slices of one bundle at times 0, 1, 2 ..., and ``time``, a step's position,
 asks the library for that slice alone (the result is then that step's raster).
 """
 
+import math
+import numbers
+
 from . import _core
 from ._core import LibraryError
 
 __all__ = ["mask", "smooth", "sobel", "calc", "overwrite", "iso", "mesh", "LibraryError"]
+
+
+def _number(name, value):
+    if isinstance(value, bool) or not isinstance(value, numbers.Real):
+        raise TypeError(f"{name}: expected a number, not {value!r}")
+    return float(value)
+
+
+def _integer(name, value, least, most=None):
+    """`value` as an int from `least` to `most`; TypeError for a non-integer, ValueError out of range."""
+    if isinstance(value, bool) or not isinstance(value, numbers.Integral):
+        raise TypeError(f"{name}: expected an integer, not {value!r}")
+    if value < least or (most is not None and value > most):
+        bounds = f"from {least} to {most}" if most is not None else f"at least {least}"
+        raise ValueError(f"{name}: must be an integer {bounds}, not {value}")
+    return int(value)
+
+
+def _tiling(fragment_size, overlap):
+    return _integer("fragment_size", fragment_size, 1), None if overlap is None else _integer("overlap", overlap, 0)
+
+
+def _sigma(name, value):
+    """The command line's bounds: beyond them the weights exp(-d²/2σ²) are not representable in double precision."""
+    value = _number(name, value)
+    if not (math.isfinite(value) and value > 0):
+        raise ValueError(f"{name}: must be a positive number, not {value!r}")
+    if not 1e-150 <= value <= 1e150:
+        raise ValueError(f"{name}: must be from 1e-150 to 1e150, not {value!r}: the smoothing weights "
+                         "exp(-d²/2σ²) underflow or overflow in double precision")
+    return value
+
+
+def _ranges(ranges):
+    checked = []
+    for interval in ranges:
+        try:
+            lo, hi = (_number("ranges", v) for v in interval)
+        except (TypeError, ValueError):
+            raise TypeError(f"ranges: {interval!r}: expected (lo, hi), two numbers with lo <= hi") from None
+        if not lo <= hi:
+            raise ValueError(f"ranges: {interval!r}: expected (lo, hi), two numbers with lo <= hi")
+        checked.append((lo, hi))
+    return checked
 
 
 def _series(heights, common):
@@ -38,11 +85,15 @@ def _over_time(run_series, run_one, heights, time, common):
         if time is not None:
             raise ValueError("time: only a series (a 3-D array of steps) has times to pick from")
         return run_one()
+    if time is not None:
+        time = _integer("time", time, 0, len(heights) - 1)
     result = run_series(*_series(heights, common), time)
     return result if time is None else result[0]
 
 
 def _common(nodata=None, mask=None, cell_types=None, transform=None, fragment_size=256, overlap=None):
+    nodata = None if nodata is None else _number("nodata", nodata)
+    fragment_size, overlap = _tiling(fragment_size, overlap)
     return _core.Common(nodata, mask, cell_types, transform, fragment_size, overlap)
 
 
@@ -62,6 +113,8 @@ def smooth(heights, gaussian=False, window=5, sigma_spatial=1.0, sigma_range=2.0
     floating-point results (the integer types keep the library's values there);
     ``keep_partial=True`` keeps the library's values there too.
     """
+    window = _integer("window", window, 1, 255)
+    sigma_spatial, sigma_range = _sigma("sigma_spatial", sigma_spatial), _sigma("sigma_range", sigma_range)
     return _core.smooth(heights, gaussian, window, sigma_spatial, sigma_range, keep_partial, _common(**common))
 
 
@@ -97,7 +150,7 @@ def overwrite(heights, codes=None, ranges=(), invert=False, value=1, **common):
     holes; ``ranges`` are closed intervals ``(lo, hi)``; ``invert`` writes
     outside them. Heights of uint8, float32, uint16, uint32 or float64.
     """
-    return _core.overwrite(heights, codes, list(ranges), invert, value, _common(**common))
+    return _core.overwrite(heights, codes, _ranges(ranges), invert, value, _common(**common))
 
 
 def iso(volume, transform=None, fragment_size=256, overlap=None):
@@ -107,6 +160,7 @@ def iso(volume, transform=None, fragment_size=256, overlap=None):
     fragment size (and on Dask, on the chunking) and shows steps where
     fragments meet; a fragment as large as the volume avoids them.
     """
+    fragment_size, overlap = _tiling(fragment_size, overlap)
     return _core.iso(volume, transform, fragment_size, overlap)
 
 

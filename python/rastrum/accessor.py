@@ -5,9 +5,10 @@ them (``time``, ``band``) is a series of rasters. ``mask`` and ``sobel`` run a
 series as the slices of one bundle (on Dask, the steps of each chunk), and
 their ``time`` keyword picks one step by its label, which the library then
 runs alone; the other operations take one raster at a time, step by step.
-Holes come from ``rio.nodata`` or ``_FillValue``; integers with a
-``scale_factor`` or ``add_offset`` are unscaled first, as the command line
-reads them. Results keep the
+Holes come from ``rio.nodata`` or ``_FillValue``. As the command line reads
+them, integer heights become Float32 with NaN holes (unscaled first by a
+``scale_factor`` or ``add_offset``), and ``sobel`` and ``mesh`` take Float64
+heights as Float32; ``iso`` keeps its uint16 volume. Results keep the
 coordinates (with rioxarray's CRS and transform) and attributes, but not the
 input's statistics, nor its ``units`` unless the result is in them (smoothed
 heights, sums and differences); float results have NaN as nodata. On a Dask-backed array each chunk is run with a
@@ -68,13 +69,14 @@ def _nodata_of(da):
     return None if nodata is None or np.isnan(nodata) else float(nodata)
 
 
-def _unscaled(da):
-    """Heights stored as scaled integers (``scale_factor``, ``add_offset``, as
-    rioxarray leaves them without ``mask_and_scale``) in the units their
-    attributes declare, as Float32 with NaN holes; other arrays as they are."""
+def _heights(da, dtype=None):
+    """Heights as the command line reads them: integers (unscaled by their
+    ``scale_factor`` and ``add_offset``, as rioxarray leaves them without
+    ``mask_and_scale``) as Float32 with NaN holes, floats as they are or as
+    `dtype`. Holes are never handed on as real heights."""
     scale, offset = da.attrs.get("scale_factor", 1.0), da.attrs.get("add_offset", 0.0)
-    if scale == 1.0 and offset == 0.0:
-        return da
+    if np.issubdtype(da.dtype, np.floating) and scale == 1.0 and offset == 0.0:
+        return da if dtype is None or da.dtype == dtype else da.astype(dtype)
     nodata = _nodata_of(da)
     heights = da.astype(np.float64)
     if nodata is not None:
@@ -87,14 +89,15 @@ def _unscaled(da):
 
 @xr.register_dataarray_accessor("rastrum")
 class RastrumAccessor:
-    def __init__(self, da):
-        self._da = _unscaled(da)
+    def __init__(self, da, dtype=None):
+        self._raw = da
+        self._da = _heights(da, dtype)
 
     def _nodata(self, da=None):
         return _nodata_of(self._da if da is None else da)
 
-    def _apply(self, run, halo, dtype, others=(), dimensions=2, series=False, units=False):
-        da = self._da
+    def _apply(self, run, halo, dtype, others=(), dimensions=2, series=False, units=False, source=None):
+        da = self._da if source is None else source
         arrays = [da.data] + [o.data if isinstance(o, xr.DataArray) else o for o in others]
         block = _as_series(run) if series else lambda *b: _per_plane(run, dimensions, *b)
         if not _is_dask(da.data):
@@ -128,7 +131,10 @@ class RastrumAccessor:
         da = self._da
         if da.dims[:1] != ("time",) or da.ndim != 3:
             raise ValueError(f"time: expected dimensions (time, y, x), not {da.dims}")
-        position = da.get_index("time").get_loc(time)
+        try:
+            position = da.get_index("time").get_loc(time)
+        except KeyError:
+            raise ValueError(f"time: no step is labelled {time!r}") from None
         if not isinstance(position, int):
             raise ValueError(f"time: {time!r} labels more than one step")
         step = da.isel(time=position)
@@ -156,20 +162,22 @@ class RastrumAccessor:
 
     def sobel(self, slope=45.0, time=None, **options):
         """Gradient magnitude; see rastrum.sobel. ``time`` picks one step of a series by its label."""
+        if self._da.dtype != np.float32:  # the gradient is of float32 heights
+            return RastrumAccessor(self._da, np.float32).sobel(slope, time, **options)
         nodata = self._nodata()
         return self._series(lambda h, t: rastrum.sobel(h, slope, time=t, nodata=nodata, **options), 1, time)
 
     def calc(self, op, other, **options):
         """self op other, cell by cell; see rastrum.calc. `other` is a DataArray on the same grid."""
+        other = _heights(other)
         if other.shape != self._da.shape:
             raise ValueError(f"calc: shapes differ: {self._da.shape} against {other.shape}")
         one = np.ones((1, 1), self._da.dtype)
         rastrum.calc(op, one, one.astype(other.dtype))  # the name and types are checked before any chunk runs
         nodata, b_nodata = self._nodata(), self._nodata(other)
-        dtype = self._da.dtype if np.issubdtype(self._da.dtype, np.floating) else np.int32
         return self._apply(
             lambda a, b: rastrum.calc(op, a, b, b_holes={"nodata": b_nodata}, nodata=nodata, **options),
-            0, dtype, others=(other,), units=op in ("add", "subtract"),
+            0, self._da.dtype, others=(other,), units=op in ("add", "subtract"),
         )
 
     def overwrite(self, ranges, invert=False, value=1, codes=None, **options):
@@ -188,7 +196,7 @@ class RastrumAccessor:
         fragment size and, on Dask, on the chunking: each chunk is a volume of
         its own (the layers are never split).
         """
-        return self._apply(lambda v: rastrum.iso(v, **options), 1, np.float32, dimensions=3)
+        return self._apply(lambda v: rastrum.iso(v, **options), 1, np.float32, dimensions=3, source=self._raw)
 
     def mesh(self, max_error=None, **select):
         """(vertices, triangles) of the raster's surface in its coordinates,

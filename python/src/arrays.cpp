@@ -2,8 +2,10 @@
 
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string>
 
 namespace rastrum_python {
 namespace {
@@ -57,6 +59,18 @@ Heights<T>::Heights(CArray<T> values, Holes const& holes, rastrum_host::Georefer
     }
     if (!holes.cellTypes.is_none()) {
         codes_ = take(holes.cellTypes, "cell_types", std::type_identity<std::uint8_t>{});
+        std::uint8_t const* const codes = codes_->data();
+        auto const count = static_cast<std::size_t>(codes_->size());
+        // An unknown code would be a hole to some operations and data to others.
+        if (auto const at = static_cast<std::size_t>(std::find_if(codes, codes + count, [](std::uint8_t code) {
+                                                         return code > rastrum_host::LastCellType;
+                                                     }) - codes);
+            at != count) {
+            auto const width = static_cast<std::size_t>(columns());
+            throw py::value_error("cell_types: cell " + std::to_string(at % width) + ", " + std::to_string(at / width) +
+                                  " holds code " + std::to_string(codes[at]) +
+                                  "; codes are 0 and 4 (data) and 1 to 3 (holes)");
+        }
     }
 }
 

@@ -60,6 +60,14 @@ def test_every_way_of_marking_holes_gives_the_same_result():
     (lambda: rastrum.mesh(np.full((3, 3), np.nan, np.float32), max_error=1), ValueError, "span no area"),
     (lambda: rastrum.mesh(np.ones((3, 3), np.float32), max_error=-1), ValueError, "height difference >= 0"),
     (lambda: rastrum.overwrite(np.ones((3, 3), np.float32), ranges=[(0, 1)], value=300), ValueError, "0 to 255"),
+    (lambda: rastrum.overwrite(np.ones((3, 3), np.float32), ranges=[(5, 1)]), ValueError, "lo <= hi"),
+    (lambda: rastrum.smooth(np.ones((3, 3), np.float32), sigma_range=0), ValueError, "sigma_range: must be a positive number"),
+    (lambda: rastrum.smooth(np.ones((3, 3), np.float32), sigma_spatial=1e-200), ValueError, "from 1e-150 to 1e150"),
+    (lambda: rastrum.smooth(np.ones((3, 3), np.float32), window=-3), ValueError, "window: must be an integer from 1 to 255"),
+    (lambda: rastrum.mask(np.ones((3, 3), np.float32), nodata="x"), TypeError, "nodata: expected a number"),
+    (lambda: rastrum.mask(np.ones((3, 3), np.float32), fragment_size=3.5), TypeError, "fragment_size: expected an integer"),
+    (lambda: rastrum.sobel(np.ones((2, 3, 3), np.float32), time=-1), ValueError, "time: must be an integer from 0 to 1"),
+    (lambda: rastrum.sobel(np.ones((3, 3), np.float32), cell_types=np.full((3, 3), 7, np.uint8)), ValueError, "holds code 7; codes are 0 and 4"),
 ])
 def test_bad_input_raises_with_a_message(call, error, message):
     with pytest.raises(error, match=message):

@@ -1,4 +1,6 @@
 """The accessor: metadata and holes, time series, and Dask results equal to in-memory ones."""
+import subprocess
+
 import dask
 import numpy as np
 import pytest
@@ -7,7 +9,7 @@ import rioxarray
 import xarray as xr
 
 import rastrum  # noqa: F401  registers DataArray.rastrum
-from conftest import terrain, write_tif
+from conftest import CLI, terrain, write_tif
 
 OPTIONS = dict(fragment_size=48)
 OPERATIONS = {
@@ -50,6 +52,18 @@ def test_scaled_integer_heights_are_computed_in_their_declared_units(tmp_path):
         result = data.rastrum.smooth()
         assert "scale_factor" not in result.attrs and np.isnan(result.rio.nodata)
         np.testing.assert_array_equal(result.values, rastrum.smooth(heights))
+
+
+@pytest.mark.parametrize("dtype, nodata", [("uint16", 0), ("int32", -32768), ("float64", -9999)])
+def test_integer_and_float64_dems_give_the_command_lines_results(tmp_path, dtype, nodata):
+    a, b = (np.where(terrain(seed=s) == -9999, nodata, np.round(terrain(seed=s)) // (s + 1)).astype(dtype) for s in (0, 2))
+    paths = [write_tif(tmp_path / f"{i}.tif", h, dtype, nodata) for i, h in enumerate((a, b))]
+    da, db = (rioxarray.open_rasterio(p).squeeze("band", drop=True) for p in paths)
+    for args, result in [(["smooth", paths[0]], da.rastrum.smooth()), (["sobel", paths[0]], da.rastrum.sobel()),
+                         (["calc", "divide", *paths], da.rastrum.calc("divide", db))]:
+        subprocess.run([CLI, *args, tmp_path / "out.tif", "-q", "--overwrite"], check=True)
+        with rasterio.open(tmp_path / "out.tif") as f:
+            np.testing.assert_array_equal(result.values, f.read(1), err_msg=args[0])  # NaN at holes in both
 
 
 def test_integer_heights_mesh_as_their_float32_values(tmp_path):
