@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "commands/commands.hpp"
+#include "commands/run_files.hpp"
 #include "console/console_route.hpp"
 #include "demo/demo.hpp"
 #include "core/errors.hpp"
@@ -178,6 +179,10 @@ CLI::App& addRasterToRaster(CLI::App& app, std::string const& name, std::string 
 // cache stays small unless configured, since bands are read once each.
 void configure(Common const& common) {
     for (auto const& [key, value] : common.config) {
+        // `--config FOO -q` would otherwise take -q as FOO's value.
+        if (key.starts_with('-') || value.starts_with('-')) {
+            throw InputError("--config " + key + " " + value + ": expected KEY VALUE, neither starting with '-'");
+        }
         CPLSetConfigOption(key.c_str(), value.c_str());
     }
     // Every band allocates the same large buffers again; kept on the heap they are reused instead of
@@ -420,9 +425,13 @@ int parseAndRun(int argc, char** argv) {
         // The gradient's own lines (a threshold for a one-sided step per fragment) mislead beside the host's
         // note on a plane; they go to --log only.
         bool const gradient = &chosen == &sobel || &chosen == &sloping;
+        std::vector<std::string> const inputs{input.path, input.read.cellTypesPath, second.path,
+                                              second.read.cellTypesPath, volume};
+        refuseOutputOverInput({output.path, output.preview}, inputs);
+        auto runFiles = inputs;
+        runFiles.insert(runFiles.end(), {output.path, output.preview});
         ConsoleRoute const route(common.logPath, common.quiet || gradient, common.quiet ? nullptr : bar.getPointer(),
-                                 {input.path, input.read.cellTypesPath, second.path, second.read.cellTypesPath, volume,
-                                  output.path, output.preview});
+                                 runFiles);
         auto const tell = [&](std::string const& note) {
             if (!common.quiet && !note.empty()) {
                 bar->writeLine("rastrum: " + note); // above the bar, as the library's lines

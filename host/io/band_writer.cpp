@@ -45,15 +45,16 @@ void carryBandMetadata(GDALRasterBandH source, GDALRasterBandH target) {
     }
 }
 
-void carryMetadata(GDALDatasetH from, GDALDatasetH to, std::uint32_t bands, bool keepsUnits) {
+void carryMetadata(GDALDatasetH from, int firstBand, GDALDatasetH to, std::uint32_t bands, bool keepsUnits) {
     if (!from) {
         return;
     }
     if (char const* area = GDALGetMetadataItem(from, GDALMD_AREA_OR_POINT, nullptr)) {
         GDALSetMetadataItem(to, GDALMD_AREA_OR_POINT, area, nullptr);
     }
-    for (std::uint32_t band = 1; band <= bands && static_cast<int>(band) <= GDALGetRasterCount(from); ++band) {
-        GDALRasterBandH const source = GDALGetRasterBand(from, static_cast<int>(band));
+    for (std::uint32_t band = 1; band <= bands && static_cast<int>(band) + firstBand - 1 <= GDALGetRasterCount(from);
+         ++band) {
+        GDALRasterBandH const source = GDALGetRasterBand(from, static_cast<int>(band) + firstBand - 1);
         GDALRasterBandH const target = GDALGetRasterBand(to, static_cast<int>(band));
         carryBandMetadata(source, target);
         if (char const* unit = GDALGetRasterUnitType(source); keepsUnits && unit && *unit) {
@@ -113,7 +114,7 @@ BandWriter::BandWriter(std::filesystem::path path, OutputOptions const& options,
     if (!georef.crsWkt.empty()) {
         GDALSetProjection(dataset_.get(), georef.crsWkt.c_str());
     }
-    carryMetadata(layout.metadataFrom, dataset_.get(), layout.bands, layout.keepsUnits);
+    carryMetadata(layout.metadataFrom, layout.firstMetadataBand, dataset_.get(), layout.bands, layout.keepsUnits);
     for (std::uint32_t band = 1; band <= layout.bands && plan_.nodata; ++band) {
         GDALSetRasterNoDataValue(GDALGetRasterBand(dataset_.get(), static_cast<int>(band)), *plan_.nodata);
     }

@@ -23,6 +23,7 @@ struct ResultLayout {
     Georeference georef;
     std::optional<double> holeNodata; // NaN for float results with holes; none for masks and codes
     GDALDatasetH metadataFrom = nullptr; // AREA_OR_POINT and band metadata are carried over from it
+    int firstMetadataBand = 1;           // the band of metadataFrom that the result's first band follows
     bool keepsUnits = false; // the result is in the input's units (smoothed heights, sums, differences)
 };
 

@@ -97,6 +97,29 @@ GDALDriverH outputDriver(std::filesystem::path const& path, std::string const& f
                      "'; name one with -of");
 }
 
+namespace {
+
+void CPL_STDCALL collectWarning(CPLErr level, CPLErrorNum, char const* message) {
+    if (level == CE_Warning) {
+        static_cast<std::vector<std::string>*>(CPLGetErrorHandlerUserData())->emplace_back(message);
+    }
+}
+
+} // namespace
+
+std::vector<std::string> creationOptionWarnings(GDALDriverH driver, std::vector<std::string> const& options) {
+    std::vector<std::string> warnings;
+    char** list = nullptr;
+    for (auto const& option : options) {
+        list = CSLAddString(list, option.c_str());
+    }
+    CPLPushErrorHandlerEx(collectWarning, &warnings);
+    GDALValidateCreationOptions(driver, list);
+    CPLPopErrorHandler();
+    CSLDestroy(list);
+    return warnings;
+}
+
 std::vector<std::string> geotiffOptions(std::vector<std::string> const& given) {
     std::vector<std::string> options = given;
     // ZSTD at level 1 compresses heights about as well as DEFLATE at a fraction of the time. Horizontal

@@ -40,6 +40,10 @@ struct OutputPlan {
 OutputPlan planOutput(std::filesystem::path const& path, OutputOptions const& options, GDALDataType type,
                       int bands, std::optional<double> holeNodata);
 
+// GDAL's own warnings on creation options `driver` does not know or values
+// it does not recognise (as gdal_translate shows them); GDAL ignores those.
+std::vector<std::string> creationOptionWarnings(GDALDriverH driver, std::vector<std::string> const& options);
+
 // The creation options for a GeoTIFF written directly: tiled, compressed
 // (ZSTD level 1 with a predictor), BIGTIFF when needed, with `given`
 // (NAME=VALUE) taking precedence; compressed on GDAL's threads.

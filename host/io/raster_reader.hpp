@@ -37,6 +37,7 @@ public:
     std::uint32_t height() const { return height_; }
     Georeference const& georef() const { return georef_; }
     GDALDatasetH dataset() const { return dataset_.get(); }
+    int band() const { return band_; } // 1-based
     // The band's own type (Float32 for terrain-RGB heights).
     GDALDataType type() const;
 

@@ -617,6 +617,10 @@ SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError,
     Refiner whole(grid, maxError, hull, {}, expectedVertices(work, 0, columns - 1));
     whole.simplify();
     PartSurface const surface = whole.surface(-1);
+    // Every triangle of the hull may span a hole, as on a checkerboard of holes.
+    if (surface.triangles.empty()) {
+        throw InputError(input.source + ": no triangle of data cells clear of holes to make a surface of");
+    }
     return emitJoined({&surface, 1}, rows, sink);
 }
 

@@ -19,7 +19,8 @@ namespace rastrum_host {
 // the parts either side, split to take about equal work, are refined at once
 // on two threads, sharing its corners; the result does not depend on their
 // timing. Works on the raster itself, never on the full-resolution mesh.
-// InputError when the data cells span no area.
+// InputError when the data cells span no area or make no triangle clear of
+// holes; cells in no triangle, such as a lone data cell, are left out.
 SurfaceCounts streamSimplifiedSurface(HeightInput const& input, double maxError, MeshSink& sink);
 
 } // namespace rastrum_host

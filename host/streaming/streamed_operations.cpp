@@ -70,6 +70,7 @@ ResultLayout resultLayout(HeightReader const& reader, GDALDataType type, std::op
             .georef = reader.georef(),
             .holeNodata = holeNodata,
             .metadataFrom = reader.dataset(),
+            .firstMetadataBand = reader.band(),
             .keepsUnits = keepsUnits};
 }
 

@@ -94,6 +94,13 @@ TEST_F(GdalConventions, GeoTiffsAreTiledAndCompressedUnlessCreationOptionsSayOth
         EXPECT_EQ(width, c.blockWidth);
         GDALClose(written);
     }
+    // GDAL ignores what it does not know; gdal_translate says so, and so does rastrum.
+    auto const typos = rastrum({"sobel", dem, folder / "typo.tif", "-co", "COMPRESS=DEFLAT", "-co", "COMPRES=LZW",
+                                "-co", "NOEQUALS", "-q"});
+    EXPECT_EQ(typos.status, 0); // written all the same
+    EXPECT_EQ(typos.err, "rastrum: warning: 'DEFLAT' is an unexpected value for COMPRESS creation option of type "
+                         "string-select.\nrastrum: warning: driver GTiff does not support creation option COMPRES\n"
+                         "rastrum: warning: creation option 'NOEQUALS' is not formatted with the key=value format\n");
 }
 
 // The input's AREA_OR_POINT and band metadata carry over; its statistics never
@@ -130,6 +137,16 @@ TEST_F(GdalConventions, ResultsKeepTheInputsMetadataButNotItsStatistics) {
         EXPECT_EQ(std::string(GDALGetRasterUnitType(result)), c.unit) << arguments[0] << " " << arguments[1];
         GDALClose(written);
     }
+    writeRaster(folder / "two.tif", uniform(8, 8, 2, GDT_Float32, 1.0));
+    GDALDatasetH const two = GDALOpen((folder / "two.tif").c_str(), GA_Update);
+    GDALSetMetadataItem(GDALGetRasterBand(two, 1), "YEAR", "2019", nullptr);
+    GDALSetRasterUnitType(GDALGetRasterBand(two, 2), "ft");
+    GDALClose(two);
+    ASSERT_EQ(rastrum({"smooth", folder / "two.tif", folder / "b2.tif", "-b", "2", "-q"}).status, 0);
+    GDALDatasetH const written = GDALOpen((folder / "b2.tif").c_str(), GA_ReadOnly);
+    EXPECT_EQ(GDALGetMetadataItem(GDALGetRasterBand(written, 1), "YEAR", nullptr), nullptr);
+    EXPECT_STREQ(GDALGetRasterUnitType(GDALGetRasterBand(written, 1)), "ft");
+    GDALClose(written);
 }
 
 // Heights stored as scaled integers are computed in the units the band declares.

@@ -143,6 +143,7 @@ TEST_F(Refusals, CommandsOptionsAndNumbersThatWouldGiveWrongResults) {
         {{"overwrite", dem, out, "--range", "low:high"}, {"--range low:high"}},
         {{"overwrite", dem, out, "--range", "0:1", "--value", "300"}, {"--value", "300"}},
         {{"overwrite", dem, out, "--range", "0:1", "--value", "5"}, {"--value"}},
+        {{"mask", dem, out, "--config", "FOO", "-q"}, {"--config FOO -q", "starting with '-'"}},
     });
 }
 
@@ -167,6 +168,8 @@ TEST_F(Refusals, OutputsInAnUnknownFormatATakenOrUnwritablePlaceOrAFullDisk) {
         {{"mesh", dem, folder / "x.gltf"}, {"x.bin", "--overwrite"}},
         {{"sobel", dem, folder / "grad.asc"}, {"grad.prj", "--overwrite"}},
         {{"mask", dem, folder / "g2.bil", "-of", "ENVI"}, {"g2.hdr", "--overwrite"}},
+        {{"smooth", dem, dem, "--overwrite"}, {dem + ": is the input " + dem}},
+        {{"calc", "add", dem, folder / "other.asc", folder / "./other.asc", "--overwrite"}, {"./other.asc: is the"}},
         {{"info", dem}, {"standard output", "No space left"}, "{} >/dev/full"},
         {{"sobel", big, out, "-q"}, {out, "File too large"}, fileSizeLimit},
         {{"sobel", big, folder / "out.asc", "-q"}, {folder / "out.asc", "File too large"}, fileSizeLimit},
@@ -208,11 +211,16 @@ TEST_F(Refusals, MeshOfExtremeOrMissingDataHeights) {
     raster.nodata = Nodata;
     writeRaster(folder / "nodata.tif", raster);
     writeRaster(folder / "all_data.tif", uniform(8, 6, 1, GDT_Byte, 0.0));
+    for (std::size_t i = 0; i < raster.values.size(); ++i) {
+        raster.values[i] = (i + i / 8) % 2 == 0 ? 1501.0 : Nodata; // a checkerboard of holes
+    }
+    writeRaster(folder / "checkerboard.tif", raster);
     std::string const ply = folder / "s.ply";
     expectAllRefused({
         {{"mesh", folder / "lowest.tif", ply}, {"column 1, row 1 has the height -3.40282347e+38"}},
         {{"mesh", folder / "infinite.tif", ply}, {"has the height -inf"}},
         {{"mesh", folder / "nodata.tif", ply, "--cell-types", folder / "all_data.tif"}, {"has no height"}},
         {{"mesh", folder / "lowest.tif", ply, "--max-error", "1"}, {"undeclared nodata"}},
+        {{"mesh", folder / "checkerboard.tif", ply, "--max-error", "0.3"}, {"no triangle of data cells"}},
     });
 }

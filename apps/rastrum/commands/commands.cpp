@@ -41,7 +41,10 @@ void checkPreview(OutputArgs const& output) {
 // Refuses an unknown format, an existing output or an unsuitable preview
 // before the work starts.
 void checkOutput(OutputArgs const& output) {
-    outputDriver(output.path, output.options.format);
+    for (auto const& warning : creationOptionWarnings(outputDriver(output.path, output.options.format),
+                                                      output.options.creationOptions)) {
+        std::cerr << "rastrum: warning: " << warning << '\n';
+    }
     if (!isStandardOutput(output.path)) {
         AtomicOutput const probe(output.path, output.options.overwrite);
     }

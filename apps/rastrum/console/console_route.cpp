@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "commands/run_files.hpp"
 #include "core/errors.hpp"
 
 namespace rastrum_host {
@@ -21,11 +22,6 @@ struct ConsoleRoute::Folded {
 };
 
 namespace {
-
-bool sameFile(fs::path const& a, fs::path const& b) {
-    std::error_code error;
-    return fs::equivalent(a, b, error) || fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
-}
 
 void checkLog(std::string const& logPath, std::vector<std::string> const& runFiles) {
     fs::path const path(logPath);
