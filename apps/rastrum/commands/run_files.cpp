@@ -6,8 +6,12 @@ namespace rastrum_host {
 namespace fs = std::filesystem;
 
 bool sameFile(fs::path const& a, fs::path const& b) {
-    std::error_code error;
-    return fs::equivalent(a, b, error) || fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
+    std::error_code error, errorA, errorB;
+    if (fs::equivalent(a, b, error)) {
+        return true;
+    }
+    auto const resolvedA = fs::weakly_canonical(a, errorA), resolvedB = fs::weakly_canonical(b, errorB);
+    return !errorA && !errorB && resolvedA == resolvedB; // two unresolvable names are not known to be one file
 }
 
 void refuseOutputOverInput(std::vector<std::string> const& outputs, std::vector<std::string> const& inputs) {
