@@ -27,8 +27,7 @@ void requireMeshableHeights(HeightInput const& input) {
     float const largest = static_cast<float>(LargestHeight);
     int failing = 0;
     for (std::size_t i = 0; i < heights.values.size(); ++i) {
-        std::uint8_t const code = input.cellTypes[i];
-        failing |= (code < 1 || code > 3) & !(std::abs(heights.values[i]) <= largest);
+        failing |= !isHole(input.cellTypes[i]) & !(std::abs(heights.values[i]) <= largest);
     }
     for (std::size_t i = 0; failing != 0 && i < heights.values.size(); ++i) {
         double const h = heights.values[i];
