@@ -203,7 +203,6 @@ std::string commandMesh(InputArgs const& input, OutputArgs const& output, MeshOp
     AtomicOutput mesh(output.path, output.options.overwrite);
     checkPreview(output);
     auto const heights = readHeights(input.path, input.read);
-    requireMeshableHeights(heights);
     auto const file = openMeshFile(mesh.tmpPath(), surfaceOrigin(heights), up);
     if (options.maxError) {
         streamSimplifiedSurface(heights, *options.maxError, *file);
